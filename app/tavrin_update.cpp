@@ -1,0 +1,113 @@
+// The entry of the program: it chooses the mode, reads the command line, has the installation checked and starts the
+// event loop, where everything else happens. The mode is decided twice, and the two can differ: a literal "-t" decides
+// whether the program needs a display, the parsed options decide whether a window opens.
+#include "tavrin_update.h"
+
+#include "tavrin_update_mainwindow.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QScopedPointer>
+#include <QTimer>
+
+bool isTerminal(int argc, char** argv)
+{
+    for (int i = 1; i < argc; ++i) {
+        if (qstrcmp(argv[i], "-t") == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+QCoreApplication* createApplication(bool terminal, int& argc, char** argv)
+{
+    if (!terminal) {
+        return new QApplication(argc, argv);
+    }
+    auto* app = new QCoreApplication(argc, argv);
+    // A terminal run needs none of Qt's plugins. The first network request would load those that watch network
+    // interfaces, with D-Bus and two more threads, for nothing.
+    QCoreApplication::setLibraryPaths({});
+    return app;
+}
+
+void parseCommandLine(QCoreApplication* app, TavrinUpdateBusinessLogic::CommandLineOptions& options)
+{
+    const QString programName = QStringLiteral("tavrin_update");
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Tavrin Update"));
+    parser.addPositionalArgument(QStringLiteral("patchDownloadUrl"),
+                                 QCoreApplication::translate("main", "Patch Download URL"), QString());
+
+    const QCommandLineOption terminal(QStringLiteral("t"), QCoreApplication::tr("Terminal mode"));
+    const QCommandLineOption listUnapplied(QStringLiteral("l"), QCoreApplication::tr("List unapplied patches"));
+    const QCommandLineOption listAll(QStringLiteral("L"),
+                                     QCoreApplication::tr("Just list patches and whether they're applied"));
+    const QCommandLineOption showProposed(QStringLiteral("n"), QCoreApplication::tr("List but do not apply patches"));
+    const QCommandLineOption verbose(QStringLiteral("v"), QCoreApplication::tr("Be more verbose"));
+    const QCommandLineOption allowWhileRunning(QStringLiteral("Q"),
+                                               QCoreApplication::tr("Allow updates when system is running"));
+    const QCommandLineOption email(
+        QStringLiteral("m"),
+        QCoreApplication::tr("Send list of unapplied patchesto email address"), // sic: the published wording
+        QStringLiteral("email"), programName);
+    const QCommandLineOption release(QStringLiteral("r"),
+                                     QCoreApplication::tr("For testing only - override release to patch."),
+                                     QStringLiteral("release"), programName);
+    for (const auto& option :
+         {terminal, listUnapplied, listAll, showProposed, verbose, allowWhileRunning, email, release}) {
+        parser.addOption(option);
+    }
+
+    parser.process(*app);
+
+    options.terminal = parser.isSet(terminal);
+    options.verbose = parser.isSet(verbose);
+    options.allowWhileRunning = parser.isSet(allowWhileRunning);
+    options.listUnapplied = parser.isSet(listUnapplied);
+    if (parser.isSet(listAll)) {
+        options.listAll = true;
+        options.listUnapplied = false;
+    }
+    options.showProposed = parser.isSet(showProposed);
+    if (parser.isSet(email)) {
+        options.email = parser.value(email);
+    }
+    options.apply = true;
+    if (options.listAll || options.listUnapplied || !options.email.isEmpty() || parser.isSet(showProposed)) {
+        // Whatever only lists needs no window, installs nothing and has no use for running beside a live system.
+        options.terminal = true;
+        options.apply = false;
+        options.allowWhileRunning = false;
+    }
+    if (parser.isSet(release)) {
+        options.release = parser.value(release);
+    }
+    const QStringList urls = parser.positionalArguments();
+    if (!urls.isEmpty()) {
+        options.url = urls.first();
+    }
+}
+
+int main(int argc, char** argv)
+{
+    const bool terminal = isTerminal(argc, argv);
+    const QScopedPointer<QCoreApplication> app(createApplication(terminal, argc, argv));
+    TavrinUpdateBusinessLogic::CommandLineOptions options;
+    parseCommandLine(app.data(), options);
+
+    TavrinUpdateBusinessLogic businessLogic{QString(argv[0])};
+    const QString failure = businessLogic.initialize(options);
+    if (!failure.isEmpty()) {
+        businessLogic.failWithMessage(failure);
+    }
+
+    QTimer::singleShot(0, &businessLogic, SLOT(execute()));
+    if (!options.terminal) {
+        // The window lives until the process ends: every way of leaving it ends the process at once.
+        auto* window = new TavrinUpdateMainWindow(businessLogic, nullptr);
+        window->show();
+    }
+    return QCoreApplication::exec();
+}

@@ -1,0 +1,32 @@
+# One call per test program: tavrin_add_test(NAME tst_url SOURCES tst_url.cpp LIBRARIES tavrin_update_logic LABELS unit).
+# A test runs in a fixed locale and without a display, so that it gives the same result on every machine. Tests that
+# start the built program carry the label endtoend, which also sees to it that the program is built before them.
+include_guard()
+include(warnings)
+
+function(tavrin_add_test)
+    cmake_parse_arguments(TEST "" "NAME;TIMEOUT" "SOURCES;LIBRARIES;LABELS;ENVIRONMENT" ${ARGN})
+    if(TEST_UNPARSED_ARGUMENTS OR NOT TEST_NAME OR NOT TEST_SOURCES OR NOT TEST_LABELS)
+        message(FATAL_ERROR "tavrin_add_test needs NAME, SOURCES and LABELS; unknown: '${TEST_UNPARSED_ARGUMENTS}'")
+    endif()
+    if(NOT TEST_TIMEOUT)
+        set(TEST_TIMEOUT 120)
+    endif()
+
+    add_executable(${TEST_NAME} ${TEST_SOURCES})
+    target_link_libraries(${TEST_NAME} PRIVATE tavrin_test_support ${TEST_LIBRARIES} Qt5::Test)
+    tavrin_target_options(${TEST_NAME})
+    if("endtoend" IN_LIST TEST_LABELS)
+        add_dependencies(${TEST_NAME} tavrin_update fake_pidrtsys)
+    endif()
+
+    add_test(NAME ${TEST_NAME} COMMAND ${TEST_NAME})
+    set(environment QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8 ${TEST_ENVIRONMENT})
+    if(TAVRIN_SANITIZE)
+        list(APPEND environment
+            "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"
+            "UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1")
+    endif()
+    set_tests_properties(${TEST_NAME} PROPERTIES
+        LABELS "${TEST_LABELS}" TIMEOUT ${TEST_TIMEOUT} ENVIRONMENT "${environment}")
+endfunction()

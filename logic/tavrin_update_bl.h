@@ -1,0 +1,311 @@
+// The one object that carries a run of the updater: it checks the installation, reads the list of patches, knows which
+// are applied, reports them, downloads and installs the missing ones. The terminal run and the window drive the same
+// object and differ only where `options.terminal` says so. Operations that can fail return the message to show, with
+// NO_ERROR (empty) for success; what cannot be returned goes out through failWithMessage().
+#pragma once
+
+#include <QDir>
+#include <QFileInfo>
+#include <QList>
+#include <QNetworkAccessManager>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+class QByteArray;
+class QNetworkReply;
+class QUrl;
+
+/** Heading put before the proposed steps of a dry run; both faces of the program show it. */
+const QString SHOW_PROPOSED_TEXT =
+    QString::fromLatin1(QT_TRANSLATE_NOOP("TavrinUpdateBusinessLogic", "Steps that would be taken are:\n\n"));
+
+extern const QString APPLIED_PATCHES_HTML;
+extern const QString APPLIED_PATCHES_HTML_UPDATER;
+extern const QString UNZIP_COMMAND;
+extern const QString HREF_ATTRIBUTE;
+extern const QString NEW_PATCH_HEADER;
+extern const QString NO_ERROR;
+extern const QString NO_NEW_PATCH_STRING;
+extern const QString NOT_INSTALLED_STRING;
+extern const QString PATCH_URL;
+extern const QString PATCHED_DIR;
+extern const QString PATCHES_DIR;
+extern const QString START_STOP_EXEC_NAME;
+extern const QString TAR_COMMAND;
+
+/** The business logic of one run of the updater. Exactly one instance exists; it lives on the main thread. */
+class TavrinUpdateBusinessLogic : public QObject
+{
+    Q_OBJECT
+
+public:
+    /**
+     * What the command line asks for. A record that never went through parseCommandLine() describes a verbose
+     * terminal run.
+     */
+    struct CommandLineOptions
+    {
+        bool apply = false;
+        bool showProposed; // unset until the command line is parsed: no default is right for every caller
+        bool terminal = true;
+        bool listUnapplied = false;
+        bool listAll = false;
+        bool verbose = true;
+        bool allowWhileRunning = false;
+        QString email;
+        QString release;
+        QString url;
+    };
+
+    /** One available patch, as the list page gives it; `applied` is set from the installation afterwards. */
+    struct PatchInfo
+    {
+        PatchInfo(QString name, QString heading, bool applied, QString tarFileName, QString description);
+
+        QString name;
+        QString heading; // the name, a blank, the date
+        bool applied;
+        QString tarFileName;
+        QString description;
+    };
+
+    /** Makes an idle object for the program path as invoked; no connection, no network, no file is touched. */
+    explicit TavrinUpdateBusinessLogic(QString programPath);
+
+    /** One line on how to call the program. */
+    QString getUsageString();
+
+    // The installation and the patch source.
+
+    /**
+     * Finds the installation through TAVRIN, settles the release, checks location and write access, chooses the patch
+     * source and wires the network managers. Returns NO_ERROR or the first failed check, leaving set whatever came
+     * before it. An invalid release override or URL goes to failWithMessage() instead, which can end the process.
+     */
+    [[nodiscard]] QString initialize(const CommandLineOptions& options);
+
+    /**
+     * Reports a fatal error. Terminal mode: the message goes to standard error in Latin-1 and the process ends with
+     * status 1. Window mode: emits processFailed() and returns; the caller carries on.
+     */
+    void failWithMessage(QString message) const;
+
+    /** True when this run shows its steps instead of taking them. */
+    bool showProposed() const;
+
+    /** The warning about a release override; empty when none is in force. */
+    QString getReleaseOverriddenWarning() const;
+
+    /** The name of the release being patched. */
+    QString getTavrinRelease() const;
+
+    /**
+     * Normalises the URL so that it names a directory and, when it is valid, makes it the URL in use. Returns NO_ERROR
+     * or a message; on failure the URL in use stays as it was.
+     */
+    [[nodiscard]] QString validateCurrentUrl(QString url);
+
+    /** Like validateCurrentUrl(), and asks for the list again when the URL was accepted. */
+    [[nodiscard]] QString setUrl(QString url);
+
+    /** True when the URL in use differs from the default, letter case included. */
+    bool urlIsOverridden() const;
+
+    /** The URL that the release, operating system and processor give. */
+    QString getDefaultUrlString() const;
+
+    /** The URL in use. */
+    QString getCurrentUrlString() const;
+
+    /** The title of the window, naming the release. */
+    QString getWindowTitle() const;
+
+    /** Joins the broken lines of a terminal text for a widget that wraps by itself; ends of sentences stay. */
+    QString formatForGui(QString text);
+
+    // The list of patches.
+
+    /** Finds out whether a running real-time system is of the release being patched. */
+    void refreshRealTimeSystems();
+
+    /**
+     * Empties the list of patches and asks for the list page of the URL in use; the answer arrives in
+     * patchListReceived(). An earlier request that is still outstanding is superseded by this one.
+     */
+    void requestUpdatesList();
+
+    /** True when the reply's HTTP status asks to look elsewhere. A reply without a status is no redirect. */
+    bool isHttpRedirect(QNetworkReply* reply);
+
+    /**
+     * Appends one record per entry found in the page. Returns NO_ERROR or a message; records read before an error
+     * stay in the list.
+     */
+    [[nodiscard]] QString parsePatchList(QNetworkReply* reply);
+
+    /** Appends one record to the list of patches. */
+    void addPatchToList(QString name, QString heading, bool applied, QString tarFileName, QString description);
+
+    /** Sets every record's applied flag, and the count of unapplied ones, from the installation's marker files. */
+    void determinePatchesApplied();
+
+    /**
+     * Moves the cursor to the next patch, the first one at the start of a walk. Returns false at the end, which also
+     * readies the cursor for the next walk: walk to the end, always.
+     */
+    bool nextPatch();
+
+    // The record under the cursor; outside a walk these give a single blank, and false.
+    QString getPatchName() const;
+    QString getTarFileName() const;
+    QString getPatchDescription() const;
+    QString getPatchDate() const; // with the blank in front that parts it from the name
+    bool patchIsInstalled() const;
+
+    /** Sets the applied flag of the record under the cursor; call it inside a walk only. */
+    void setPatchApplied(bool applied);
+
+    /** How many patches the list holds. */
+    int getPatchCount() const;
+
+    /** True when at least one patch was found not applied. */
+    bool updatesNeeded() const;
+
+    /** Lays a description out for the mode: indented by tabs in a terminal, on a single line in the window. */
+    QString formatPatchDescription(QString text) const;
+
+    // The terminal dialogue.
+
+    /** Prints the report of the list, or mails it when an address was given; a failed mail ends the process. */
+    void presentPatchList();
+
+    /**
+     * The one outlet for progress text: standard output, as it stands, in a terminal; otherwise appendProgress()
+     * without one trailing line break.
+     */
+    void presentText(const QString& text) const;
+
+    /** The first line of the report: program, release and platform. */
+    QString getHeaderLine() const;
+
+    /** Prints the check for running systems. Returns a warning when one conflicts, NO_ERROR when none does. */
+    [[nodiscard]] QString informStopTavrin();
+
+    /** Says that systems may be restarted. */
+    void informStartTavrin() const;
+
+    /**
+     * Asks on the terminal until the user agrees; a "no" ends the process with status 0, the end of the input counts
+     * as "yes". Outside terminal mode it returns at once.
+     */
+    void allowUserToCancel(QString prompt) const;
+
+    /**
+     * Mails the report when it names an unapplied patch. Returns what a successful mailer printed and NO_ERROR when
+     * the mailer failed: this way round on purpose, so that a scheduled run never fails for want of mail.
+     */
+    [[nodiscard]] QString emailPatchInfo(QString report) const;
+
+    // Download and installation.
+
+    /**
+     * Downloads and installs the missing patches, or shows the steps in a dry run, which ends a terminal run with
+     * status 0. The installation itself happens when the last download has come in.
+     */
+    void applyPatches();
+
+    /** Announces the downloads and, when patches may be applied, issues all of them at once. */
+    void beginDownload();
+
+    /** Appends one entry per patch not installed, in the order of the list. */
+    void buildPatchArchiveList(QList<QFileInfo>& archives);
+
+    /** True when the name ends in a known archive suffix, letter case included. */
+    bool isArchive(QString fileName) const;
+
+    /** Decompresses the archive in place where the name asks for it, then extracts it. See unpackArchive(). */
+    [[nodiscard]] QString decompress(QFileInfo& archive) const;
+
+    /**
+     * Unpacks an archive over the installation; a missing file or one without an archive suffix is left alone. May
+     * change `archive` to name the decompressed file. Returns NO_ERROR or a message.
+     */
+    [[nodiscard]] QString unpackArchive(QFileInfo& archive) const;
+
+    /**
+     * Runs a program without a shell, waiting up to 30 seconds for it. `input` goes to its standard input in Latin-1,
+     * up to the first NUL. `output` receives its standard error or, if that is empty, its standard output, or a
+     * message when it could not be run. Returns true when it ended normally with exit code 0.
+     */
+    bool pipeToSystemCommand(QString command, QStringList arguments, QString& output, QString input) const;
+
+    /**
+     * Runs the first program, then the second with the first one's standard output as its input, waiting up to
+     * 30 seconds for each. Returns NO_ERROR with the second one's standard output in `output`, or a message: a program
+     * that did not start or finish, or whatever either wrote to standard error. Exit codes do not count.
+     */
+    [[nodiscard]] QString systemCommandChain(QString firstCommand, QStringList firstArguments, QString secondCommand,
+                                             QStringList secondArguments, QByteArray& output) const;
+
+    /** Marks the patch whose name starts with the archive's base name, letter case aside, as applied. */
+    void setPatchApplied(QFileInfo archive);
+
+    /** Has the installation's script regenerate its page of applied patches. Returns NO_ERROR or a message. */
+    [[nodiscard]] QString updateAppliedPatchesHtml();
+
+signals:
+    /** Text for the window's progress log. */
+    void appendProgress(const QString& text) const;
+
+    /** The list of patches has been read and compared with the installation (window mode). */
+    void patchListReady();
+
+    /** A fatal error in window mode; emitted by failWithMessage() only. */
+    void processFailed(const QString& message) const;
+
+    /** The applied state of patches has changed (window mode). */
+    void updatePatchStatus();
+
+public slots:
+    /** Starts the work: looks for running systems, then asks for the list of patches. */
+    void execute();
+
+private slots:
+    void downloadComplete(QNetworkReply* reply);
+    void patchListReceived(QNetworkReply* reply);
+
+private:
+    void overrideRelease(QFileInfo& directory);
+    QStringList unwritableEntries(const QFileInfo& directory) const;
+    static QNetworkReply* sendRequest(QNetworkAccessManager& manager, const QUrl& url);
+    void reportFailedFetch(const QNetworkReply& reply);
+    void continueTerminalRun();
+    bool cursorIsOnPatch() const;
+    void presentLine(const QString& line) const;
+    void storeDownload(QNetworkReply* reply);
+    void installPatches();
+
+    QNetworkAccessManager downloadManager;
+    QNetworkAccessManager patchListManager;
+    QVector<QNetworkReply*> downloadReplies;
+    CommandLineOptions options;
+    QList<PatchInfo> patches;
+    QList<PatchInfo>::const_iterator currentPatch;
+    bool noRealTimeConflict; // unset until refreshRealTimeSystems() has asked
+    QDir installDir;
+    QStringList archiveSuffixes;
+    int patchIndex = 0;
+    QString currentUrl;
+    QString defaultUrl;
+    bool patchCursorValid = false;
+    int patchesNeeded = 0;
+    QString processor;
+    QString release;
+    bool releaseOverridden = false;
+    QString releaseOverriddenWarning;
+    QString operatingSystem;
+    QString systemDescription;
+    QString programPath;
+};

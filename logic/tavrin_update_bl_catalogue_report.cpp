@@ -1,0 +1,144 @@
+// What a terminal run says: the report of the list, the check for running systems, the yes/no question and the mail of
+// a scheduled run. presentText() is the outlet for progress in both modes; nothing here writes to standard error. A
+// line that waits for the user, or comes before work that takes its time, is flushed; presentText() itself is not.
+#include "tavrin_update_bl.h"
+
+#include <QHostInfo>
+
+#include <cstdlib>
+#include <iostream>
+#include <string>
+
+void TavrinUpdateBusinessLogic::presentPatchList()
+{
+    const bool mailed = !options.email.isEmpty();
+    const QString notInstalled = tr(NOT_INSTALLED_STRING.toUtf8().constData());
+    QString report = getHeaderLine() + QLatin1Char('\n');
+    if (mailed) {
+        report += tr("On %1, the Tavrin %2 distribution\ndoes not have the following patches installed\n\n")
+                      .arg(QHostInfo::localHostName(), release);
+    }
+    while (nextPatch()) {
+        if (patchIsInstalled()) {
+            if (options.listAll) {
+                report += QStringLiteral("   ") + getPatchName() + QLatin1Char('\n');
+            }
+        } else if (options.listAll) {
+            report += QStringLiteral("*  ") + getPatchName() + QLatin1Char('\n');
+        } else if (mailed) {
+            report += notInstalled + QStringLiteral(": ") + getPatchName() + QLatin1Char('\n');
+        } else {
+            report += QLatin1Char('\n') + notInstalled + QStringLiteral(": ") + getPatchName() + QLatin1Char('\n') +
+                      formatPatchDescription(getPatchDescription()) + QLatin1Char('\n');
+        }
+    }
+    if (mailed) {
+        const QString failure = emailPatchInfo(report);
+        if (!failure.isEmpty()) {
+            failWithMessage(failure);
+        }
+        return;
+    }
+    presentText(report + QLatin1Char('\n'));
+    if (patchesNeeded < 1) {
+        presentText(tr(NO_NEW_PATCH_STRING.toUtf8().constData()) + QLatin1Char('\n'));
+    } else if (options.showProposed) {
+        presentText(tr(SHOW_PROPOSED_TEXT.toUtf8().constData()));
+    }
+}
+
+void TavrinUpdateBusinessLogic::presentText(const QString& text) const
+{
+    if (options.terminal) {
+        const QByteArray bytes = text.toLocal8Bit();
+        std::cout.write(bytes.constData(), bytes.size());
+        return;
+    }
+    // The progress log puts every text on a line of its own.
+    emit appendProgress(text.endsWith(QLatin1Char('\n')) ? text.chopped(1) : text);
+}
+
+void TavrinUpdateBusinessLogic::presentLine(const QString& line) const
+{
+    presentText(line + QLatin1Char('\n'));
+    std::cout.flush();
+}
+
+QString TavrinUpdateBusinessLogic::getHeaderLine() const
+{
+    const QString releaseText = releaseOverridden ? tr("overridden to ") + options.release : release;
+    const bool isUnreleased = release.toLower() == QLatin1String("dev");
+    return QFileInfo(programPath).fileName() + (isUnreleased ? tr(" Tavrin Unreleased ") : tr(" Tavrin Release ")) +
+           releaseText + QLatin1Char(' ') + systemDescription;
+}
+
+QString TavrinUpdateBusinessLogic::formatPatchDescription(QString text) const
+{
+    text = text.trimmed();
+    if (!options.terminal) {
+        return text.simplified();
+    }
+    return QLatin1Char('\t') + text.replace(QLatin1Char('\n'), QStringLiteral("\n\t"));
+}
+
+QString TavrinUpdateBusinessLogic::informStopTavrin()
+{
+    presentLine(tr("Check for running real time systems ..."));
+    if (noRealTimeConflict) {
+        presentLine(tr("No running Tavrin Real Time System of version '%1' detected.").arg(release));
+        return NO_ERROR;
+    }
+    QString warning = tr("WARNING: A running Tavrin Real Time System of version '%1' was detected.\n").arg(release);
+    if (!options.allowWhileRunning) {
+        warning += tr("You must stop any instances of Tavrin before applying patches.\n");
+    }
+    return warning;
+}
+
+void TavrinUpdateBusinessLogic::informStartTavrin() const
+{
+    presentText(tr("\nYou may restart systems now\n"));
+}
+
+void TavrinUpdateBusinessLogic::allowUserToCancel(QString prompt) const
+{
+    if (!options.terminal) {
+        return;
+    }
+    presentLine(prompt);
+    std::string answer;
+    // A closed input means yes: a run that was started without one has nobody to ask.
+    while (std::getline(std::cin, answer)) {
+        const char first = answer.empty() ? '\0' : answer.front();
+        if (first == 'n' || first == 'N') {
+            presentLine(tr("\nExiting"));
+            std::exit(0);
+        }
+        if (first == 'y' || first == 'Y') {
+            presentLine(QString());
+            return;
+        }
+        presentLine(tr("Please enter 'y' if you wish to proceed, or 'n' if you wish to quit."));
+    }
+}
+
+QString TavrinUpdateBusinessLogic::emailPatchInfo(QString report) const
+{
+    const int count = report.count(tr(NOT_INSTALLED_STRING.toUtf8().constData()));
+    if (count <= 0) {
+        return NO_ERROR;
+    }
+    QStringList arguments{QStringLiteral("rtmail")};
+    if (options.verbose) {
+        arguments << QStringLiteral("-v");
+    }
+    // sic: no shell takes the quotes away, so the subject carries them, the blank before the second one included.
+    arguments << QStringLiteral("-s") << QLatin1Char('\'') + QString::number(count) + tr(" Tavrin patches available' ")
+              << options.email;
+    QString output;
+    if (!pipeToSystemCommand(QStringLiteral("perl"), arguments, output, report)) {
+        // A scheduled run does not fail for want of mail; only a mailer that sends and complains is reported.
+        return NO_ERROR;
+    }
+    return output;
+}

@@ -1,0 +1,293 @@
+// From the missing patches to an updated installation: all downloads at once into the installation's patches
+// directory and, when the last one is in, one archive after the other over the installation, then its page of applied
+// patches. In window mode failWithMessage() returns and every step carries on after it; that is wanted, because one bad
+// patch must not keep the others out.
+#include "tavrin_update_bl.h"
+
+#include <QFile>
+#include <QNetworkReply>
+#include <QProcess>
+#include <QUrl>
+
+#include <algorithm>
+#include <cstdlib>
+#include <vector>
+
+namespace {
+
+// How long one program may take to start, and how long to finish.
+constexpr int TIME_LIMIT_MS = 30000;
+
+QString joined(const QStringList& arguments)
+{
+    return arguments.join(QLatin1Char(' '));
+}
+
+void startProcess(QProcess& process, const QString& command, const QStringList& arguments)
+{
+    if (!arguments.isEmpty()) {
+        process.start(command, arguments, QIODevice::ReadWrite);
+        return;
+    }
+    QT_WARNING_PUSH
+    QT_WARNING_DISABLE_DEPRECATED // the newer splitCommand() came with Qt 5.15
+        process.start(command, QIODevice::ReadWrite);
+    QT_WARNING_POP
+}
+
+// Moves what the reply holds into the file through one buffer, so that a large body is never in memory twice.
+void drain(QNetworkReply& reply, QFile& file)
+{
+    std::vector<char> buffer(1 << 18);
+    const auto capacity = static_cast<qint64>(buffer.size());
+    for (qint64 size = reply.read(buffer.data(), capacity); size > 0; size = reply.read(buffer.data(), capacity)) {
+        if (file.write(buffer.data(), size) != size) {
+            return; // a full disk: the archive tool reports the archive that was cut off
+        }
+    }
+}
+
+} // namespace
+
+void TavrinUpdateBusinessLogic::applyPatches()
+{
+    if (options.apply) {
+        beginDownload();
+    } else if (options.showProposed) {
+        beginDownload();
+        // Without leave to apply, this shows the step's heading and cannot fail.
+        const QString unusedResult = updateAppliedPatchesHtml();
+        Q_UNUSED(unusedResult)
+        informStartTavrin();
+        if (options.terminal) {
+            std::exit(0);
+        }
+    }
+}
+
+void TavrinUpdateBusinessLogic::beginDownload()
+{
+    presentText(options.showProposed ? tr("Download and install patch files ...\n") : tr("Download patch files ...\n"));
+    downloadReplies.clear();
+    while (nextPatch()) {
+        if (options.apply && !patchIsInstalled()) {
+            downloadReplies.append(sendRequest(downloadManager, QUrl(currentUrl + getTarFileName())));
+        }
+    }
+}
+
+void TavrinUpdateBusinessLogic::downloadComplete(QNetworkReply* reply)
+{
+    if (reply->error() != QNetworkReply::NoError) {
+        reply->deleteLater();
+        failWithMessage(
+            tr("Download of %1 failed: %2\n").arg(reply->url().toString(QUrl::FullyEncoded), reply->errorString()));
+    } else if (isHttpRedirect(reply)) {
+        reply->deleteLater();
+        failWithMessage(tr("Download request was redirected.\n"));
+    } else {
+        storeDownload(reply);
+    }
+    downloadReplies.removeAll(reply);
+    reply->deleteLater();
+    if (downloadReplies.isEmpty()) {
+        installPatches();
+    }
+}
+
+void TavrinUpdateBusinessLogic::storeDownload(QNetworkReply* reply)
+{
+    QDir directory = installDir;
+    if (!directory.cd(PATCHES_DIR)) {
+        reply->deleteLater();
+        failWithMessage(tr("Failed to access patch download directory, %1/patches.").arg(directory.absolutePath()));
+    }
+    const QFileInfo target(directory, QFileInfo(reply->url().path(QUrl::FullyDecoded)).fileName());
+    QFile file(target.absoluteFilePath());
+    if (file.open(QIODevice::WriteOnly)) {
+        drain(*reply, file);
+        file.close();
+    } else {
+        reply->deleteLater();
+        failWithMessage(tr("Failed to open local patch file, %1").arg(target.absoluteFilePath()));
+    }
+    if (file.size() == 0) {
+        failWithMessage(tr("No data downloaded for patch file, %1").arg(target.absoluteFilePath()));
+    }
+    presentText(tr("Downloaded %1\n").arg(target.fileName()));
+}
+
+void TavrinUpdateBusinessLogic::installPatches()
+{
+    presentText(tr("\nApply patches to Tavrin installation ...\n\n"));
+    QList<QFileInfo> archives;
+    buildPatchArchiveList(archives);
+    for (QFileInfo archive : qAsConst(archives)) { // a copy: unpacking can make it name the decompressed file
+        const QString failure = unpackArchive(archive);
+        if (!failure.isEmpty()) {
+            failWithMessage(failure);
+        }
+        setPatchApplied(archive);
+        presentText(tr(" ** installed %1\n\n").arg(archive.fileName()));
+    }
+    if (!releaseOverridden) {
+        const QString failure = updateAppliedPatchesHtml();
+        if (!failure.isEmpty()) {
+            failWithMessage(failure);
+        }
+    }
+    informStartTavrin();
+    if (options.terminal) {
+        std::exit(0);
+    }
+    determinePatchesApplied();
+    emit updatePatchStatus();
+}
+
+void TavrinUpdateBusinessLogic::buildPatchArchiveList(QList<QFileInfo>& archives)
+{
+    QDir directory = installDir;
+    directory.cd(PATCHES_DIR); // where it cannot be entered, the downloads went into the installation directory
+    while (nextPatch()) {
+        if (!patchIsInstalled()) {
+            archives.append(QFileInfo(directory, getTarFileName()));
+        }
+    }
+}
+
+bool TavrinUpdateBusinessLogic::isArchive(QString fileName) const
+{
+    return std::any_of(archiveSuffixes.cbegin(), archiveSuffixes.cend(),
+                       [&fileName](const QString& suffix) { return fileName.endsWith(suffix); });
+}
+
+QString TavrinUpdateBusinessLogic::unpackArchive(QFileInfo& archive) const
+{
+    if (!archive.isFile() || !isArchive(archive.fileName())) {
+        return NO_ERROR;
+    }
+    return decompress(archive);
+}
+
+QString TavrinUpdateBusinessLogic::decompress(QFileInfo& archive) const
+{
+    QStringList parts = archive.fileName().split(QLatin1Char('.'));
+    QString output;
+    if (parts.size() > 2 && parts.last() != QLatin1String("tar")) {
+        // A decompressor that refuses the file leaves it alone, and the archive tool reads compressed files itself.
+        pipeToSystemCommand(UNZIP_COMMAND, {archive.absoluteFilePath()}, output, NO_ERROR);
+        if (options.verbose && !output.isEmpty()) {
+            presentText(output + QLatin1Char('\n'));
+            presentText(tr("Continuing...\n"));
+        }
+        archive.refresh();
+        if (!archive.exists()) {
+            parts.removeLast();
+            archive.setFile(archive.absolutePath() + QLatin1Char('/') + parts.join(QLatin1Char('.')));
+            if (!archive.exists()) {
+                return tr("Failed to decompress file %1").arg(archive.fileName());
+            }
+        }
+    }
+
+    const QString archiver = QStringLiteral("%1/bin/%2").arg(installDir.absolutePath(), TAR_COMMAND);
+    if (!pipeToSystemCommand(archiver, {QStringLiteral("-xvPf"), archive.absoluteFilePath()}, output, NO_ERROR)) {
+        return output;
+    }
+    if (!output.isEmpty()) {
+        presentText(output + QLatin1Char('\n'));
+    }
+    return NO_ERROR;
+}
+
+bool TavrinUpdateBusinessLogic::pipeToSystemCommand(QString command, QStringList arguments, QString& output,
+                                                    QString input) const
+{
+    output = NO_ERROR;
+    if (options.verbose) {
+        presentText(tr("Executing system command: %1 ").arg(command) + joined(arguments) + QLatin1Char('\n'));
+    }
+    QProcess process;
+    process.start(command, arguments, QIODevice::ReadWrite);
+    if (!input.isEmpty()) {
+        if (!process.waitForStarted(TIME_LIMIT_MS)) {
+            output = tr("Failed to start system command: %1").arg(command) + QLatin1Char(' ') + joined(arguments) +
+                     QStringLiteral(":\n") + process.errorString();
+            return false;
+        }
+        process.write(input.toLatin1().constData());
+        process.closeWriteChannel();
+    }
+    if (!process.waitForFinished(TIME_LIMIT_MS)) {
+        output = tr("System command '%1' failed:\n").arg(command) + QStringLiteral("  ") + process.errorString();
+        return false;
+    }
+    output = QString::fromUtf8(process.readAllStandardError());
+    if (output.isEmpty()) {
+        output = QString::fromUtf8(process.readAllStandardOutput());
+    }
+    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+}
+
+QString TavrinUpdateBusinessLogic::systemCommandChain(QString firstCommand, QStringList firstArguments,
+                                                      QString secondCommand, QStringList secondArguments,
+                                                      QByteArray& output) const
+{
+    const QString incomplete = tr("System command did not complete\n'%1'\n");
+    QProcess first;
+    startProcess(first, firstCommand, firstArguments);
+    if (!first.waitForFinished(TIME_LIMIT_MS)) {
+        return incomplete.arg(firstCommand) + first.errorString();
+    }
+    const QByteArray firstErrors = first.readAllStandardError();
+    if (!firstErrors.isEmpty()) {
+        return QString::fromUtf8(firstErrors);
+    }
+
+    QProcess second;
+    startProcess(second, secondCommand, secondArguments);
+    if (!second.waitForStarted(TIME_LIMIT_MS)) {
+        return tr("Failed to start system command '%1'\n").arg(secondCommand) + second.errorString();
+    }
+    second.write(first.readAllStandardOutput());
+    second.closeWriteChannel();
+    if (!second.waitForFinished(TIME_LIMIT_MS)) {
+        return incomplete.arg(secondCommand) + second.errorString();
+    }
+    const QByteArray secondErrors = second.readAllStandardError();
+    if (!secondErrors.isEmpty()) {
+        return QString::fromUtf8(secondErrors);
+    }
+    output = second.readAllStandardOutput();
+    return NO_ERROR;
+}
+
+void TavrinUpdateBusinessLogic::setPatchApplied(QFileInfo archive)
+{
+    const QString key = archive.baseName().toLower();
+    for (PatchInfo& patch : patches) {
+        if (patch.name.toLower().startsWith(key)) {
+            patch.applied = true;
+            return;
+        }
+    }
+    presentText(tr("Internal error: Failed to mark update %1 applied.").arg(archive.fileName()));
+}
+
+QString TavrinUpdateBusinessLogic::updateAppliedPatchesHtml()
+{
+    presentText(tr("\nUpdate %1 ...\n").arg(APPLIED_PATCHES_HTML));
+    if (!options.apply) {
+        return NO_ERROR;
+    }
+    QStringList arguments{QStringLiteral("%1/bin/%2").arg(installDir.absolutePath(), APPLIED_PATCHES_HTML_UPDATER)};
+    if (options.verbose) {
+        arguments << QStringLiteral("-v");
+    }
+    QString output;
+    if (!pipeToSystemCommand(QStringLiteral("perl"), arguments, output, NO_ERROR)) {
+        return output;
+    }
+    presentText(tr("%1 updated\n").arg(APPLIED_PATCHES_HTML));
+    return NO_ERROR;
+}

@@ -1,0 +1,33 @@
+// What the updater asks of the system around it: the running real-time systems, and the names of the platform that
+// stand in the address of the patch source. The query goes to the installation's library; nothing is kept here.
+#pragma once
+
+#include "pidrtsys.h"
+
+#include <QString>
+
+/** Wraps the installation's library and names the platform. */
+class TavrinUpdateSystemInfo
+{
+public:
+    TavrinUpdateSystemInfo() = default;
+
+    /**
+     * Stores at `*systems` an array of the running real-time systems, or null when there are none, and returns the
+     * number of records, exactly as the library gave them. The caller releases the array with `delete` or `delete[]`.
+     */
+    static int getRunningRealTimeSystems(Pidrtsys** systems);
+
+    /** The operating system as the patch source names it: "Linux". */
+    static const char* getOS();
+
+    /** The processor as the patch source names it: "x86". */
+    static const char* getProcessor();
+};
+
+/** The text of one field of a record: up to its NUL, or the whole field when it has none. */
+template <std::size_t size>
+QString fieldText(const char (&field)[size])
+{
+    return QString::fromUtf8(field, static_cast<int>(qstrnlen(field, size)));
+}

@@ -1,0 +1,138 @@
+// The installation's library as the tests need it: the same C function, but the records come from the file that
+// FAKE_PIDRTSYS names, read again at each call. One line is one record: version, user name, working directory and pid,
+// separated by tabs. A field "@fill:c" is filled with the character c to its last byte, without a NUL. A first line
+// "#null N" stores a null array and returns N; "#count N" returns N, at most their number, with the array of the lines
+// after it. Without the variable, the file or a line in it there are no systems. Each call appends a line "call" to
+// FAKE_PIDRTSYS_LOG. A test that changes the file while the program runs replaces it by renaming; a line that cannot be
+// read is fatal.
+#include "pidrtsys.h"
+
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+[[noreturn]] void fail(const std::string& complaint)
+{
+    std::fprintf(stderr, "fake_pidrtsys: %s\n", complaint.c_str());
+    std::abort();
+}
+
+int toNumber(const std::string& text)
+{
+    int number = 0;
+    const char* end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || rest != end) {
+        fail("not a number: '" + text + "'");
+    }
+    return number;
+}
+
+std::vector<std::string> readLines(const char* fileName)
+{
+    std::vector<std::string> lines;
+    std::ifstream file(fileName);
+    for (std::string line; std::getline(file, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::vector<std::string> splitAtTabs(const std::string& line)
+{
+    std::vector<std::string> fields;
+    std::size_t start = 0;
+    for (std::size_t tab = line.find('\t'); tab != std::string::npos; tab = line.find('\t', start)) {
+        fields.push_back(line.substr(start, tab - start));
+        start = tab + 1;
+    }
+    fields.push_back(line.substr(start));
+    return fields;
+}
+
+template <std::size_t size>
+void setField(char (&field)[size], const std::string& text)
+{
+    const std::string fill = "@fill:";
+    if (text.size() == fill.size() + 1 && text.compare(0, fill.size(), fill) == 0) {
+        std::memset(field, text.back(), size);
+    } else if (text.size() < size) {
+        std::memcpy(field, text.data(), text.size());
+    } else {
+        fail("too long for its field: '" + text + "'");
+    }
+}
+
+void setRecord(Pidrtsys& record, const std::string& line)
+{
+    const std::vector<std::string> fields = splitAtTabs(line);
+    if (fields.size() != 4) {
+        fail("not a record: '" + line + "'");
+    }
+    setField(record.version, fields[0]);
+    setField(record.userName, fields[1]);
+    setField(record.workingDirectory, fields[2]);
+    record.rtexecPid = toNumber(fields[3]);
+}
+
+/** Cuts a leading "#null N" or "#count N" off; answers whether it was there, and if so sets the number. */
+bool takeDirective(std::vector<std::string>& lines, const std::string& directive, int& number)
+{
+    if (lines.empty() || lines.front().compare(0, directive.size(), directive) != 0) {
+        return false;
+    }
+    number = toNumber(lines.front().substr(directive.size()));
+    lines.erase(lines.begin());
+    return true;
+}
+
+void logCall()
+{
+    const char* name = std::getenv("FAKE_PIDRTSYS_LOG");
+    if (name == nullptr) {
+        return;
+    }
+    std::ofstream log(name, std::ios::app);
+    log << "call\n" << std::flush;
+    if (!log) {
+        fail(std::string("cannot write ") + name);
+    }
+}
+
+} // namespace
+
+extern "C" __attribute__((visibility("default"))) int pidrtsys(Pidrtsys** systems)
+{
+    *systems = nullptr;
+    logCall();
+    const char* fileName = std::getenv("FAKE_PIDRTSYS");
+    std::vector<std::string> lines = fileName == nullptr ? std::vector<std::string>() : readLines(fileName);
+
+    int count = 0;
+    if (takeDirective(lines, "#null ", count)) {
+        return count;
+    }
+    if (!takeDirective(lines, "#count ", count)) {
+        count = static_cast<int>(lines.size());
+    }
+    if (lines.empty()) {
+        return count;
+    }
+    if (count > static_cast<int>(lines.size())) {
+        fail("a count beyond the records");
+    }
+    auto* records = static_cast<Pidrtsys*>(std::calloc(lines.size(), sizeof(Pidrtsys)));
+    if (records == nullptr) {
+        fail("out of memory");
+    }
+    for (std::size_t index = 0; index < lines.size(); ++index) {
+        setRecord(records[index], lines[index]);
+    }
+    *systems = records;
+    return count;
+}

@@ -1,0 +1,53 @@
+// Little scripts that stand for the programs a run starts: the decompressor, perl, the archive tool, the page script
+// and the mailer. Each notes how it was called and then does what the test told it.
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QTemporaryDir>
+
+/** What a fake program does after noting its call. */
+struct FakeTool
+{
+    int status = 0;
+    QByteArray output;
+    QByteArray errors;
+    bool readsInput = false; // to its end: a program that is left with an open input would never get there
+    bool hangs = false;
+    QByteArray script; // shell commands before the end, with the call's arguments as $1, $2 ...
+};
+
+/** One call of a fake program. */
+struct FakeToolCall
+{
+    QString tool;
+    QList<QByteArray> arguments;
+    QByteArray input;
+    QString workingDirectory;
+};
+
+/** A directory for the search path with the fake programs that a test puts there, and the record of their calls. */
+class FakeTools
+{
+public:
+    FakeTools();
+
+    /** Puts a program into pathDirectory(), replacing what was there under that name. */
+    void add(const QString& name, const FakeTool& tool = FakeTool());
+
+    /** Puts a program into a directory of the test's own, as an installation's bin. */
+    void addTo(const QString& directory, const QString& name, const FakeTool& tool = FakeTool());
+
+    /** Takes a program out of pathDirectory() again. */
+    void remove(const QString& name);
+
+    /** The only directory that belongs on the search path of the program under test. */
+    QString pathDirectory() const;
+
+    /** All calls so far, in their order. */
+    QList<FakeToolCall> calls() const;
+
+private:
+    QTemporaryDir directory;
+};

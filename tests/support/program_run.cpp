@@ -1,0 +1,282 @@
+// How a program under test is started: a clean environment, the fake library preloaded, and the event loop turning
+// until it ends. QProcess::waitForFinished() is of no use here: it would keep a fake server from answering.
+#include "program_run.h"
+
+#include "test_paths.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QSaveFile>
+#include <QTimer>
+
+#include <csignal>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace {
+
+class ChildProcess : public QProcess
+{
+public:
+    explicit ChildProcess(bool withoutInput) : inputIsClosed(withoutInput)
+    {
+    }
+
+protected:
+    void setupChildProcess() override
+    {
+        if (inputIsClosed) {
+            ::close(STDIN_FILENO);
+        }
+    }
+
+private:
+    bool inputIsClosed;
+};
+
+// Turns the event loop until the condition holds or the process has nothing more to say.
+template <typename Condition>
+bool turnUntil(QProcess& process, int timeLimit, Condition condition)
+{
+    QElapsedTimer clock;
+    clock.start();
+    while (!condition()) {
+        const qint64 left = timeLimit - clock.elapsed();
+        if (process.state() == QProcess::NotRunning || left <= 0) {
+            return condition();
+        }
+        QEventLoop loop;
+        QObject::connect(&process, &QProcess::readyReadStandardOutput, &loop, &QEventLoop::quit);
+        QObject::connect(&process, &QProcess::stateChanged, &loop, &QEventLoop::quit);
+        QTimer::singleShot(static_cast<int>(left), &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    return true;
+}
+
+} // namespace
+
+QByteArray describe(const ProgramRun& run)
+{
+    return "status " + QByteArray::number(run.status) + (run.crashed ? ", crashed" : "") +
+           (run.timedOut ? ", timed out" : "") + "\nstandard output:\n" + run.output + "\nstandard error:\n" +
+           run.errors;
+}
+
+ProgramSession::ProgramSession(std::unique_ptr<QProcess> startedProcess, int milliseconds)
+    : process(std::move(startedProcess)), timeLimit(milliseconds)
+{
+}
+
+ProgramSession::~ProgramSession()
+{
+    if (process->state() != QProcess::NotRunning) {
+        process->kill();
+        process->waitForFinished();
+    }
+}
+
+void ProgramSession::collect()
+{
+    collectedOutput += process->readAllStandardOutput();
+    collectedErrors += process->readAllStandardError();
+}
+
+bool ProgramSession::waitForOutput(const QByteArray& text)
+{
+    return turnUntil(*process, timeLimit, [this, &text] {
+        collect();
+        return collectedOutput.contains(text);
+    });
+}
+
+QByteArray ProgramSession::output()
+{
+    collect();
+    return collectedOutput;
+}
+
+void ProgramSession::write(const QByteArray& text)
+{
+    process->write(text);
+}
+
+void ProgramSession::closeInput()
+{
+    process->closeWriteChannel();
+}
+
+bool ProgramSession::isRunning()
+{
+    return process->state() == QProcess::Running;
+}
+
+void ProgramSession::sendSignal(int signal)
+{
+    ::kill(static_cast<pid_t>(process->processId()), signal);
+}
+
+qint64 ProgramSession::processId() const
+{
+    return process->processId();
+}
+
+ProgramRun ProgramSession::finish()
+{
+    ProgramRun run;
+    run.timedOut = !turnUntil(*process, timeLimit, [this] { return process->state() == QProcess::NotRunning; });
+    if (run.timedOut) {
+        process->kill();
+        process->waitForFinished();
+    }
+    collect();
+    run.output = collectedOutput;
+    run.errors = collectedErrors;
+    run.crashed = process->exitStatus() == QProcess::CrashExit;
+    if (process->error() == QProcess::FailedToStart) {
+        run.errors = "the program could not be started: " + process->errorString().toLocal8Bit();
+        run.crashed = true;
+    } else {
+        run.status = process->exitCode();
+    }
+    return run;
+}
+
+Program::Program() : Program(programPath())
+{
+}
+
+Program::Program(const QString& executablePath) : executable(executablePath)
+{
+    set(QStringLiteral("PATH"), QStringLiteral("/usr/local/bin:/usr/bin:/bin"));
+    set(QStringLiteral("HOME"), homeDirectory.path());
+    // Qt complains on standard error when it has to make this folder up.
+    set(QStringLiteral("XDG_RUNTIME_DIR"), homeDirectory.path());
+    locale(QStringLiteral("C.UTF-8"));
+    const QProcessEnvironment callers = QProcessEnvironment::systemEnvironment();
+    for (const char* name : {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS", "LD_LIBRARY_PATH", "QT_PLUGIN_PATH"}) {
+        const QString key = QString::fromLatin1(name);
+        if (callers.contains(key)) {
+            set(key, callers.value(key));
+        }
+    }
+    preloadFakeLibrary();
+}
+
+Program::~Program() = default;
+
+// The loader splits the list at blanks and colons, so the library is reached through a link without any.
+void Program::preloadFakeLibrary()
+{
+    QStringList libraries;
+    if (!sanitizerRuntimePath().isEmpty()) {
+        libraries << sanitizerRuntimePath();
+    }
+    const QString link = home() + QStringLiteral("/fake_pidrtsys.so");
+    QFile::link(fakePidrtsysPath(), link);
+    libraries << link;
+    set(QStringLiteral("LD_PRELOAD"), libraries.join(QLatin1Char(':')));
+    set(QStringLiteral("FAKE_PIDRTSYS"), home() + QStringLiteral("/running-systems"));
+    set(QStringLiteral("FAKE_PIDRTSYS_LOG"), home() + QStringLiteral("/running-system-queries"));
+}
+
+Program& Program::set(const QString& name, const QString& value)
+{
+    environment.insert(name, value);
+    return *this;
+}
+
+Program& Program::unset(const QString& name)
+{
+    environment.remove(name);
+    return *this;
+}
+
+Program& Program::tavrin(const QString& releaseDirectory)
+{
+    return set(QStringLiteral("TAVRIN"), releaseDirectory);
+}
+
+Program& Program::locale(const QString& name)
+{
+    return set(QStringLiteral("LC_ALL"), name);
+}
+
+Program& Program::path(const QString& directories)
+{
+    return set(QStringLiteral("PATH"), directories);
+}
+
+Program& Program::offscreen()
+{
+    return set(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+}
+
+Program& Program::input(const QByteArray& text)
+{
+    inputText = text;
+    return *this;
+}
+
+Program& Program::closedInput()
+{
+    inputIsClosed = true;
+    return *this;
+}
+
+Program& Program::workingDirectory(const QString& path)
+{
+    directory = path;
+    return *this;
+}
+
+Program& Program::invokedAs(const QString& link)
+{
+    executable = link;
+    return *this;
+}
+
+Program& Program::runningSystems(const QByteArray& lines)
+{
+    QSaveFile file(environment.value(QStringLiteral("FAKE_PIDRTSYS")));
+    if (!file.open(QIODevice::WriteOnly) || file.write(lines) != lines.size() || !file.commit()) {
+        qFatal("cannot write %s", qUtf8Printable(file.fileName()));
+    }
+    return *this;
+}
+
+int Program::runningSystemQueries() const
+{
+    QFile log(environment.value(QStringLiteral("FAKE_PIDRTSYS_LOG")));
+    return log.open(QIODevice::ReadOnly) ? log.readAll().count('\n') : 0;
+}
+
+Program& Program::timeLimit(int milliseconds)
+{
+    limit = milliseconds;
+    return *this;
+}
+
+QString Program::home() const
+{
+    return homeDirectory.path();
+}
+
+ProgramRun Program::run(const QStringList& arguments)
+{
+    const std::unique_ptr<ProgramSession> session = start(arguments);
+    session->write(inputText);
+    session->closeInput();
+    return session->finish();
+}
+
+std::unique_ptr<ProgramSession> Program::start(const QStringList& arguments)
+{
+    auto process = std::make_unique<ChildProcess>(inputIsClosed);
+    process->setProcessEnvironment(environment);
+    process->setWorkingDirectory(directory.isEmpty() ? home() : directory);
+    process->start(executable, arguments);
+    return std::unique_ptr<ProgramSession>(new ProgramSession(std::move(process), limit));
+}

@@ -1,0 +1,34 @@
+// The paths that the build knows and the tests need; they come in as definitions on this one source.
+#include "test_paths.h"
+
+#include <QFile>
+
+QString programPath()
+{
+    return QFile::decodeName(TAVRIN_UPDATE_PROGRAM);
+}
+
+QString fakePidrtsysPath()
+{
+    return QFile::decodeName(FAKE_PIDRTSYS_LIBRARY);
+}
+
+QString projectSourceDir()
+{
+    return QFile::decodeName(PROJECT_SOURCE_DIR);
+}
+
+QString projectBinaryDir()
+{
+    return QFile::decodeName(PROJECT_BINARY_DIR);
+}
+
+QString sanitizerRuntimePath()
+{
+    return QFile::decodeName(SANITIZER_RUNTIME);
+}
+
+QString patchServerHost()
+{
+    return QStringLiteral(TAVRIN_PATCH_SERVER);
+}

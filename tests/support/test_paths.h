@@ -1,0 +1,23 @@
+// Where the things under test are: the built program, the preloaded fake library and the project's folders. The build
+// puts the paths into the one source behind this header, so tests carry none of their own.
+#pragma once
+
+#include <QString>
+
+/** The built tavrin_update. */
+QString programPath();
+
+/** The library that stands for the installation's own in a started program. */
+QString fakePidrtsysPath();
+
+/** The folder of the project's sources. */
+QString projectSourceDir();
+
+/** The folder of this build. */
+QString projectBinaryDir();
+
+/** The address sanitizer's runtime; empty when this build is not sanitized. */
+QString sanitizerRuntimePath();
+
+/** The host of the patch server that the program was built for. */
+QString patchServerHost();

@@ -13,6 +13,8 @@
 #include <cstdlib>
 #include <vector>
 
+#include <malloc.h>
+
 namespace {
 
 // How long one program may take to start, and how long to finish.
@@ -45,6 +47,23 @@ void drain(QNetworkReply& reply, QFile& file)
             return; // a full disk: the archive tool reports the archive that was cut off
         }
     }
+}
+
+// Whether the name in lower case starts with the key, which is in lower case already. As long as the letters are ASCII
+// no lower-case copy of the name is needed: every archive is compared with the names of all patches before its own.
+bool startsInLowerCaseWith(const QString& name, const QString& key)
+{
+    const int length = qMin(name.length(), key.length());
+    for (int i = 0; i < length; ++i) {
+        const QChar letter = name.at(i);
+        if (letter.unicode() >= 0x80) {
+            return name.toLower().startsWith(key);
+        }
+        if (letter.toLower() != key.at(i)) {
+            return false;
+        }
+    }
+    return length == key.length();
 }
 
 } // namespace
@@ -119,6 +138,8 @@ void TavrinUpdateBusinessLogic::storeDownload(QNetworkReply* reply)
 
 void TavrinUpdateBusinessLogic::installPatches()
 {
+    // Each program started below copies this process's page tables; the downloads have left many empty pages.
+    malloc_trim(0);
     presentText(tr("\nApply patches to Tavrin installation ...\n\n"));
     QList<QFileInfo> archives;
     buildPatchArchiveList(archives);
@@ -266,7 +287,7 @@ void TavrinUpdateBusinessLogic::setPatchApplied(QFileInfo archive)
 {
     const QString key = archive.baseName().toLower();
     for (PatchInfo& patch : patches) {
-        if (patch.name.toLower().startsWith(key)) {
+        if (startsInLowerCaseWith(patch.name, key)) {
             patch.applied = true;
             return;
         }

@@ -10,6 +10,26 @@
 #include <QScopedPointer>
 #include <QTimer>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+// A standard stream that the caller closed leaves its number to the next file that is opened: Qt's event loop would
+// then be read for answers, or a download overwritten with the report.
+void occupyClosedStandardStreams()
+{
+    int descriptor = STDIN_FILENO;
+    while (descriptor >= STDIN_FILENO && descriptor <= STDERR_FILENO) {
+        descriptor = open("/dev/null", O_RDWR);
+    }
+    if (descriptor > STDERR_FILENO) {
+        close(descriptor);
+    }
+}
+
+} // namespace
+
 bool isTerminal(int argc, char** argv)
 {
     for (int i = 1; i < argc; ++i) {
@@ -92,6 +112,7 @@ void parseCommandLine(QCoreApplication* app, TavrinUpdateBusinessLogic::CommandL
 
 int main(int argc, char** argv)
 {
+    occupyClosedStandardStreams();
     const bool terminal = isTerminal(argc, argv);
     const QScopedPointer<QCoreApplication> app(createApplication(terminal, argc, argv));
     TavrinUpdateBusinessLogic::CommandLineOptions options;

@@ -1,6 +1,6 @@
 // The core of the business logic: its constants, the outlet for fatal errors, the checks of the installation that come
-// before the event loop, and the URL of the patch source. Nothing here talks to the network. After a failed check the
-// window opens all the same, so every other operation copes with an object on which initialize() stopped early.
+// before the event loop, and the URL of the patch source. After a failed check the window opens all the same, so every
+// other operation copes with an object on which initialize() stopped early.
 #include "tavrin_update_bl.h"
 
 #include "tavrin_update_systeminfo.h"

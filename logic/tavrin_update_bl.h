@@ -8,13 +8,13 @@
 #include <QFileInfo>
 #include <QList>
 #include <QNetworkAccessManager>
+#include <QNetworkReply> // whole: the slots register the pointer as a meta-type
 #include <QObject>
 #include <QString>
 #include <QStringList>
 #include <QVector>
 
 class QByteArray;
-class QNetworkReply;
 class QUrl;
 
 /** Heading put before the proposed steps of a dry run; both faces of the program show it. */
@@ -62,7 +62,8 @@ public:
     /** One available patch, as the list page gives it; `applied` is set from the installation afterwards. */
     struct PatchInfo
     {
-        PatchInfo(QString name, QString heading, bool applied, QString tarFileName, QString description);
+        PatchInfo(QString patchName, QString patchHeading, bool patchApplied, QString patchTarFileName,
+                  QString patchDescription);
 
         QString name;
         QString heading; // the name, a blank, the date
@@ -72,7 +73,7 @@ public:
     };
 
     /** Makes an idle object for the program path as invoked; no connection, no network, no file is touched. */
-    explicit TavrinUpdateBusinessLogic(QString programPath);
+    explicit TavrinUpdateBusinessLogic(QString invokedPath);
 
     /** One line on how to call the program. */
     QString getUsageString();
@@ -84,7 +85,7 @@ public:
      * source and wires the network managers. Returns NO_ERROR or the first failed check, leaving set whatever came
      * before it. An invalid release override or URL goes to failWithMessage() instead, which can end the process.
      */
-    [[nodiscard]] QString initialize(const CommandLineOptions& options);
+    [[nodiscard]] QString initialize(const CommandLineOptions& givenOptions);
 
     /**
      * Reports a fatal error. Terminal mode: the message goes to standard error in Latin-1 and the process ends with
@@ -178,7 +179,10 @@ public:
 
     // The terminal dialogue.
 
-    /** Prints the report of the list, or mails it when an address was given; a failed mail ends the process. */
+    /**
+     * Prints the report of the list, or mails it when an address was given. A mailer that succeeds but prints something
+     * ends the process with status 1 and that text.
+     */
     void presentPatchList();
 
     /**
@@ -280,7 +284,8 @@ private:
     void overrideRelease(QFileInfo& directory);
     QStringList unwritableEntries(const QFileInfo& directory) const;
     static QNetworkReply* sendRequest(QNetworkAccessManager& manager, const QUrl& url);
-    void reportFailedFetch(const QNetworkReply& reply);
+    static bool transferFailed(const QNetworkReply& reply, QString& reason);
+    void reportFailedFetch(const QNetworkReply& reply, const QString& reason);
     void continueTerminalRun();
     bool cursorIsOnPatch() const;
     void presentLine(const QString& line) const;

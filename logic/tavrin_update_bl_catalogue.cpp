@@ -5,7 +5,7 @@
 
 #include "tavrin_update_systeminfo.h"
 
-#include <QNetworkReply>
+#include <QCoreApplication>
 #include <QSet>
 #include <QTimer>
 #include <QUrl>
@@ -65,9 +65,9 @@ void TavrinUpdateBusinessLogic::patchListReceived(QNetworkReply* reply)
         reply->deleteLater();
         return;
     }
-    if (reply->error() != QNetworkReply::NoError) {
-        // The reply stays: whoever looks into a failed fetch still finds it among the manager's children.
-        reportFailedFetch(*reply);
+    QString reason;
+    if (transferFailed(*reply, reason)) {
+        reportFailedFetch(*reply, reason); // the reply of a failed fetch goes with its manager, not before
         return;
     }
     if (isHttpRedirect(reply)) {
@@ -89,10 +89,24 @@ void TavrinUpdateBusinessLogic::patchListReceived(QNetworkReply* reply)
     }
 }
 
-void TavrinUpdateBusinessLogic::reportFailedFetch(const QNetworkReply& reply)
+// Whether the reply did not come in whole, and why. When a server hangs up early, Qt once in some hundred times takes
+// what has come for the whole body; the length that the server announced gives it away.
+bool TavrinUpdateBusinessLogic::transferFailed(const QNetworkReply& reply, QString& reason)
 {
-    const QString reason = QString::fromLocal8Bit(reply.errorString().toLocal8Bit());
-    QString text = tr("Failed to read patches from\n%1\n%2\n").arg(reply.url().toDisplayString(), reason);
+    if (reply.error() != QNetworkReply::NoError) {
+        reason = reply.errorString();
+        return true;
+    }
+    const bool isWholeFile = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 200;
+    const qint64 announced = reply.header(QNetworkRequest::ContentLengthHeader).toLongLong();
+    reason = QCoreApplication::translate("QHttp", "Connection closed"); // as Qt says it the other times
+    return isWholeFile && reply.bytesAvailable() < announced;
+}
+
+void TavrinUpdateBusinessLogic::reportFailedFetch(const QNetworkReply& reply, const QString& reason)
+{
+    QString text = tr("Failed to read patches from\n%1\n%2\n")
+                       .arg(reply.url().toDisplayString(), QString::fromLocal8Bit(reason.toLocal8Bit()));
     if (reply.error() == QNetworkReply::ProtocolUnknownError) {
         text += tr("Begin your URL with 'http://' or, for local files, 'file:///'.");
     }

@@ -5,7 +5,6 @@
 #include "tavrin_update_bl.h"
 
 #include <QFile>
-#include <QNetworkReply>
 #include <QProcess>
 #include <QUrl>
 
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include <malloc.h>
+#include <sys/resource.h>
 
 namespace {
 
@@ -66,6 +66,17 @@ bool startsInLowerCaseWith(const QString& name, const QString& key)
     return length == key.length();
 }
 
+// All downloads are in flight at once, and a local one holds its file open from the start: a thousand of them would not
+// fit into the usual limit. Where it cannot be raised, the download that finds no room says so.
+void allowManyOpenFiles()
+{
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
 } // namespace
 
 void TavrinUpdateBusinessLogic::applyPatches()
@@ -88,6 +99,7 @@ void TavrinUpdateBusinessLogic::beginDownload()
 {
     presentText(options.showProposed ? tr("Download and install patch files ...\n") : tr("Download patch files ...\n"));
     downloadReplies.clear();
+    allowManyOpenFiles();
     while (nextPatch()) {
         if (options.apply && !patchIsInstalled()) {
             downloadReplies.append(sendRequest(downloadManager, QUrl(currentUrl + getTarFileName())));
@@ -97,10 +109,10 @@ void TavrinUpdateBusinessLogic::beginDownload()
 
 void TavrinUpdateBusinessLogic::downloadComplete(QNetworkReply* reply)
 {
-    if (reply->error() != QNetworkReply::NoError) {
+    QString reason;
+    if (transferFailed(*reply, reason)) {
         reply->deleteLater();
-        failWithMessage(
-            tr("Download of %1 failed: %2\n").arg(reply->url().toString(QUrl::FullyEncoded), reply->errorString()));
+        failWithMessage(tr("Download of %1 failed: %2\n").arg(reply->url().toString(QUrl::FullyEncoded), reason));
     } else if (isHttpRedirect(reply)) {
         reply->deleteLater();
         failWithMessage(tr("Download request was redirected.\n"));

@@ -5,8 +5,10 @@
 
 QByteArray headerLine(const QString& releaseText, const QString& program)
 {
-    return QStringLiteral("%1 Tavrin Release %2 %3 %4\n")
-        .arg(program, releaseText, QSysInfo::prettyProductName(), QSysInfo::kernelVersion())
+    const bool isDevelopment = releaseText.toLower() == QLatin1String("dev");
+    const QString kind = isDevelopment ? QStringLiteral("Unreleased") : QStringLiteral("Release");
+    return QStringLiteral("%1 Tavrin %2 %3 %4 %5\n")
+        .arg(program, kind, releaseText, QSysInfo::prettyProductName(), QSysInfo::kernelVersion())
         .toUtf8();
 }
 
@@ -20,4 +22,19 @@ QByteArray reportOf(const QString& releaseText, const QList<UnappliedPatch>& pat
     }
     report += "\n";
     return patches.isEmpty() ? report + "No new patches\n" : report;
+}
+
+QByteArray installingOf(const QString& member)
+{
+    // The archive tool's listing ends in a line break of its own.
+    return "Download patch files ...\n"
+           "Downloaded P1.tar\n"
+           "\nApply patches to Tavrin installation ...\n\n"
+           "x " +
+           member.toUtf8() +
+           "\n\n"
+           " ** installed P1.tar\n\n"
+           "\nUpdate applied_patches.html ...\n"
+           "applied_patches.html updated\n"
+           "\nYou may restart systems now\n";
 }

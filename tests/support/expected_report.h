@@ -14,3 +14,6 @@ using UnappliedPatch = QPair<QString, QString>;
 
 /** The report without -L; ends with "No new patches" when none is given. */
 QByteArray reportOf(const QString& releaseText, const QList<UnappliedPatch>& patches = {});
+
+/** What an installing run prints from its downloads on, for one patch P1 whose archive P1.tar holds the one file. */
+QByteArray installingOf(const QString& member);

@@ -7,6 +7,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
+#include <QUrl>
 
 #include <sys/stat.h>
 
@@ -169,6 +170,49 @@ QByteArray PatchPage::html() const
 void PatchPage::writeTo(const QString& directory) const
 {
     writeTestFile(directory + QStringLiteral("/index.html"), html());
+}
+
+LocalSource::LocalSource(const PatchPage& page)
+{
+    page.writeTo(directory.path());
+}
+
+LocalSource& LocalSource::withFile(const QString& name, const QByteArray& content)
+{
+    writeTestFile(directory.filePath(name), content);
+    return *this;
+}
+
+QString LocalSource::url() const
+{
+    return QUrl::fromLocalFile(directory.path()).toString() + QLatin1Char('/');
+}
+
+QString LocalSource::path() const
+{
+    return directory.path();
+}
+
+QByteArray archiveOf(const QString& member, const QByteArray& content)
+{
+    const auto octal = [](qint64 number, int width) {
+        return QByteArray::number(number, 8).rightJustified(width - 1, '0') + '\0';
+    };
+    const QByteArray name = member.toUtf8();
+    require(name.size() <= 100, "store the long name", member);
+    const QByteArray before = name.leftJustified(100, '\0') + octal(0644, 8) + octal(0, 8) + octal(0, 8) +
+                              octal(content.size(), 12) + octal(1577836800, 12);
+    const QByteArray after = QByteArray("0").leftJustified(101, '\0') + QByteArray("ustar\00000", 8);
+    // The sum is taken with blanks in its own place.
+    const QByteArray summed = before + "        " + after;
+    qint64 sum = 0;
+    for (const char byte : summed) {
+        sum += static_cast<unsigned char>(byte);
+    }
+    const int block = 512;
+    QByteArray archive = (before + octal(sum, 7) + " " + after).leftJustified(block, '\0') + content;
+    archive += QByteArray((block - content.size() % block) % block, '\0');
+    return archive + QByteArray(2 * block, '\0');
 }
 
 void writeTestFile(const QString& fileName, const QByteArray& content)

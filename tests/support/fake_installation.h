@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
 
 /** A release directory with everything that the write check looks at; gone when destroyed. */
 class FakeInstallation
@@ -64,6 +65,27 @@ public:
 private:
     QString entries;
 };
+
+/** A patch source in a local folder: a page and the archives beside it. */
+class LocalSource
+{
+public:
+    explicit LocalSource(const PatchPage& page);
+
+    /** Puts a file beside the page. */
+    LocalSource& withFile(const QString& name, const QByteArray& content);
+
+    /** The address of the folder, with a trailing slash. */
+    QString url() const;
+
+    QString path() const;
+
+private:
+    QTemporaryDir directory;
+};
+
+/** An uncompressed archive with one plain file, stored under the given name, which may be an absolute path. */
+QByteArray archiveOf(const QString& member, const QByteArray& content);
 
 /** Writes a file, replacing what was there; a failure ends the test program. */
 void writeTestFile(const QString& fileName, const QByteArray& content);

@@ -23,6 +23,12 @@ public:
         setAttribute(QNetworkRequest::HttpStatusCodeAttribute, status);
     }
 
+    /** What the server said the length of the body would be. */
+    void announceLength(int length)
+    {
+        setHeader(QNetworkRequest::ContentLengthHeader, length);
+    }
+
     void fail(NetworkError error, const QString& text)
     {
         setError(error, text);

@@ -178,9 +178,12 @@ bool enterPrivateOpt(QString* error)
     if (!bindBack(folders, error)) {
         return false;
     }
-    if (mkdir("/opt/tavrin", 0755) != 0) {
+    if (mkdir("/opt/tavrin", 0755) != 0 || mkdir("/opt/home", 0700) != 0) {
         return fail(error, QStringLiteral("Cannot make /opt/tavrin"));
     }
+    // Whatever this process keeps for its user, such as a cache of fonts, goes with it.
+    qputenv("HOME", "/opt/home");
+    qputenv("XDG_RUNTIME_DIR", "/opt/home");
     if (!dropCapabilities(error)) {
         return false;
     }

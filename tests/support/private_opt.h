@@ -7,8 +7,8 @@
 
 /**
  * Puts this process into a private mount namespace with an empty /opt/tavrin and drops the capabilities that overlook
- * file modes, for good. Call it before any thread exists. Other folders in /opt stay where they are. Returns false
- * with the reason in `error` when the machine does not allow it.
+ * file modes, for good. Call it before any thread exists. Other folders in /opt stay where they are, and HOME becomes a
+ * private one beside them. Returns false with the reason in `error` when the machine does not allow it.
  */
 bool enterPrivateOpt(QString* error);
 

@@ -9,9 +9,11 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QSaveFile>
+#include <QTest>
 #include <QTimer>
 
 #include <csignal>
+#include <sys/resource.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -30,6 +32,9 @@ protected:
         if (inputIsClosed) {
             ::close(STDIN_FILENO);
         }
+        // Some runs are meant to end in an abort; nobody wants their memory on the disk.
+        const rlimit noCore = {0, 0};
+        ::setrlimit(RLIMIT_CORE, &noCore);
     }
 
 private:
@@ -63,6 +68,19 @@ QByteArray describe(const ProgramRun& run)
     return "status " + QByteArray::number(run.status) + (run.crashed ? ", crashed" : "") +
            (run.timedOut ? ", timed out" : "") + "\nstandard output:\n" + run.output + "\nstandard error:\n" +
            run.errors;
+}
+
+void compareRun(const ProgramRun& run, int status, const QByteArray& output, const QByteArray& errors)
+{
+    ProgramRun expected;
+    expected.status = status;
+    expected.output = output;
+    expected.errors = errors;
+    // A listing of thousands of patches would bury the first difference; its beginning is enough to see the kind.
+    const QByteArray message = "expected: " + describe(expected).left(4000) + "\nbut came: " + describe(run).left(4000);
+    QVERIFY2(run.errors == errors, message);
+    QVERIFY2(run.output == output, message);
+    QVERIFY2(run.status == status && !run.crashed && !run.timedOut, message);
 }
 
 ProgramSession::ProgramSession(std::unique_ptr<QProcess> startedProcess, int milliseconds)
@@ -226,9 +244,9 @@ Program& Program::closedInput()
     return *this;
 }
 
-Program& Program::workingDirectory(const QString& path)
+Program& Program::workingDirectory(const QString& startDirectory)
 {
-    directory = path;
+    directory = startDirectory;
     return *this;
 }
 

@@ -25,6 +25,12 @@ struct ProgramRun
 /** Shows a whole run in the message of a failed check. */
 QByteArray describe(const ProgramRun& run);
 
+/**
+ * Compares a whole run and fails the running test where it differs. The standard error comes first: it tells most when
+ * something went wrong.
+ */
+void compareRun(const ProgramRun& run, int status, const QByteArray& output, const QByteArray& errors = QByteArray());
+
 /** A program that is still running; started by Program::start(). Killed when destroyed. */
 class ProgramSession
 {
@@ -56,7 +62,7 @@ public:
 
 private:
     friend class Program;
-    ProgramSession(std::unique_ptr<QProcess> process, int timeLimit);
+    ProgramSession(std::unique_ptr<QProcess> startedProcess, int milliseconds);
     void collect();
 
     std::unique_ptr<QProcess> process;
@@ -97,7 +103,7 @@ public:
     /** Starts the program without a standard input at all. */
     Program& closedInput();
 
-    Program& workingDirectory(const QString& directory);
+    Program& workingDirectory(const QString& startDirectory);
 
     /** Starts the program under another name, the first word of its command line. */
     Program& invokedAs(const QString& link);

@@ -81,6 +81,8 @@ private slots:
     void unknownSchemeGetsTheHint();
     void redirectIsRefused();
     void brokenPageIsReportedAsItIs();
+    void pageCutShortIsAFailedFetch_data();
+    void pageCutShortIsAFailedFetch();
     void onlyTheLastRequestFillsTheList();
     void supersededFileReplyIsReleasedUnread();
     void replyFromElsewhereIsHandled();
@@ -213,6 +215,35 @@ void TstListRequest::brokenPageIsReportedAsItIs()
     QCOMPARE(window.failures.count(), 1);
     QCOMPARE(window.failures.first().first().toString(), QString("Premature end of document."));
     QCOMPARE(window.ready.count(), 0);
+}
+
+void TstListRequest::pageCutShortIsAFailedFetch_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<int>("missing");
+    QTest::addColumn<bool>("failed");
+    QTest::newRow("whole") << 200 << 0 << false;
+    QTest::newRow("last byte missing") << 200 << 1 << true;
+    QTest::newRow("no body at all") << 200 << int(pageOf("P1").size()) << true;
+    QTest::newRow("answer without a body of its own") << 304 << 1 << false;
+}
+
+void TstListRequest::pageCutShortIsAFailedFetch()
+{
+    QFETCH(int, status);
+    QFETCH(int, missing);
+    QFETCH(bool, failed);
+    const QByteArray page = pageOf("P1") + '\n';
+    Window window("file:///nowhere/");
+    PageReply reply(page.left(page.size() - missing));
+    reply.setStatus(status);
+    reply.announceLength(page.size());
+    window.receive(&reply);
+    QCOMPARE(window.ready.count(), failed ? 0 : 1);
+    QCOMPARE(window.progress.count(), failed ? 1 : 0);
+    QCOMPARE(window.progress.value(0).value(0).toString(),
+             failed ? QString("Failed to read patches from\nhttp://host.test/5.9/\nConnection closed\n") : QString());
+    QCOMPARE(window.failures.count(), 0);
 }
 
 void TstListRequest::onlyTheLastRequestFillsTheList()

@@ -1,0 +1,152 @@
+// The X server writes its screen into a file, and that is where the pictures come from: a header, the colours and the
+// lines of the screen, as xwd would write them, but always as of now. Whatever keeps the server from starting is no
+// result of a test and ends the program.
+#include "virtual_display.h"
+
+#include "program_run.h"
+
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+#include <QTest>
+#include <QtEndian>
+
+#include <csignal>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+namespace {
+
+const QString SOCKET_FOLDER = QStringLiteral("/tmp/.X11-unix");
+
+// The server goes with the test, however that ends.
+class ServerProcess : public QProcess
+{
+protected:
+    void setupChildProcess() override
+    {
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+    }
+};
+
+quint32 headerField(const QByteArray& screen, int index)
+{
+    return qFromBigEndian<quint32>(screen.constData() + index * 4);
+}
+
+} // namespace
+
+VirtualDisplay::VirtualDisplay() : madeSocketFolder(!QDir(SOCKET_FOLDER).exists())
+{
+    server = std::make_unique<ServerProcess>();
+    server->setProgram(QStringLiteral("Xvfb"));
+    server->setArguments({QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
+                          QStringLiteral("0"), QStringLiteral("1024x900x24"), QStringLiteral("-nolisten"),
+                          QStringLiteral("tcp"), QStringLiteral("-noreset"), QStringLiteral("-fbdir"), memory.path()});
+    server->start();
+    QByteArray number;
+    while (!number.endsWith('\n')) {
+        if (!server->waitForReadyRead()) {
+            qFatal("Xvfb did not start: %s %s", qUtf8Printable(server->errorString()),
+                   server->readAllStandardError().constData());
+        }
+        number += server->readAllStandardOutput();
+    }
+    displayName = QLatin1Char(':') + QString::fromLatin1(number.trimmed());
+    rootWindow = windows().value(0);
+}
+
+VirtualDisplay::~VirtualDisplay()
+{
+    server->terminate();
+    if (!server->waitForFinished()) {
+        server->kill();
+        server->waitForFinished();
+    }
+    if (madeSocketFolder) {
+        QDir().rmdir(SOCKET_FOLDER); // stays where another server uses it by now
+    }
+}
+
+QString VirtualDisplay::missing()
+{
+    for (const char* name : {"Xvfb", "xdotool"}) {
+        if (QStandardPaths::findExecutable(QString::fromLatin1(name)).isEmpty()) {
+            return QStringLiteral("this machine has no %1").arg(QLatin1String(name));
+        }
+    }
+    return QString();
+}
+
+QString VirtualDisplay::name() const
+{
+    return displayName;
+}
+
+QStringList VirtualDisplay::windows(const QString& title)
+{
+    const QByteArray found =
+        xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--maxdepth"),
+                 QStringLiteral("1"), QStringLiteral("--name"), title},
+                true);
+    QStringList identifiers = QString::fromLatin1(found).split(QLatin1Char('\n'));
+    identifiers.removeAll(QString());
+    identifiers.removeAll(rootWindow);
+    return identifiers;
+}
+
+QRect VirtualDisplay::geometryOf(const QString& window)
+{
+    const QByteArray lines = xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window});
+    QMap<QByteArray, int> values;
+    for (const QByteArray& line : lines.split('\n')) {
+        const int equals = line.indexOf('=');
+        values.insert(line.left(equals), line.mid(equals + 1).toInt());
+    }
+    return QRect(values.value("X"), values.value("Y"), values.value("WIDTH"), values.value("HEIGHT"));
+}
+
+void VirtualDisplay::press(const QString& window, const QStringList& keys)
+{
+    xdotool(QStringList{QStringLiteral("windowfocus"), QStringLiteral("--sync"), window, QStringLiteral("key")} + keys);
+}
+
+void VirtualDisplay::click(const QString& window, QPoint place)
+{
+    const QSize size = geometryOf(window).size();
+    const int x = place.x() < 0 ? size.width() + place.x() : place.x();
+    const int y = place.y() < 0 ? size.height() + place.y() : place.y();
+    xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), window, QString::number(x), QString::number(y),
+             QStringLiteral("click"), QStringLiteral("1")});
+}
+
+QByteArray VirtualDisplay::picture(const QRect& part) const
+{
+    QFile file(memory.filePath(QStringLiteral("Xvfb_screen0")));
+    if (!file.open(QIODevice::ReadOnly)) {
+        qFatal("cannot read %s", qUtf8Printable(file.fileName()));
+    }
+    const QByteArray screen = file.readAll();
+    const int bytesPerPixel = int(headerField(screen, 11)) / 8;
+    const int bytesPerLine = int(headerField(screen, 12));
+    const int coloursLength = int(headerField(screen, 19)) * 12;
+    const int start = int(headerField(screen, 0)) + coloursLength;
+    QByteArray pixels;
+    for (int y = part.top(); y <= part.bottom(); ++y) {
+        pixels += screen.mid(start + y * bytesPerLine + part.left() * bytesPerPixel, part.width() * bytesPerPixel);
+    }
+    return pixels;
+}
+
+QByteArray VirtualDisplay::xdotool(const QStringList& arguments, bool mayFindNothing)
+{
+    Program tool(QStringLiteral("xdotool"));
+    tool.unset(QStringLiteral("LD_PRELOAD")).set(QStringLiteral("DISPLAY"), displayName);
+    const ProgramRun run = tool.run(arguments);
+    const bool foundNothing = mayFindNothing && run.status == 1 && run.errors.isEmpty();
+    if (run.status != 0 && !foundNothing) {
+        const QByteArray complaint = "xdotool " + arguments.join(QLatin1Char(' ')).toUtf8() + ": " + describe(run);
+        QTest::qFail(complaint.constData(), __FILE__, __LINE__);
+    }
+    return run.output;
+}

@@ -1,0 +1,53 @@
+// An X server of a test's own that nobody sees, and a user in front of it: windows are found, keys and the mouse
+// pressed from outside, through xdotool, and what the screen shows is read from the server's memory. There is no window
+// manager, so a window stands where it likes and gets the keys only because they are meant for it.
+#pragma once
+
+#include <QByteArray>
+#include <QPoint>
+#include <QProcess>
+#include <QRect>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <memory>
+
+/** A display from construction to destruction. A failing xdotool fails the running test. */
+class VirtualDisplay
+{
+public:
+    VirtualDisplay();
+    ~VirtualDisplay();
+    VirtualDisplay(const VirtualDisplay&) = delete;
+    VirtualDisplay& operator=(const VirtualDisplay&) = delete;
+
+    /** What this machine lacks to have such a display; empty when nothing. */
+    static QString missing();
+
+    /** What belongs into DISPLAY. */
+    QString name() const;
+
+    /** The top-level windows on the screen, popup menus included, whose title matches the regular expression. */
+    QStringList windows(const QString& title = QStringLiteral(".*"));
+
+    QRect geometryOf(const QString& window);
+
+    /** Gives a window the keyboard and presses keys one after the other, as "ctrl+q" or "Tab". */
+    void press(const QString& window, const QStringList& keys);
+
+    /** Clicks into a window; a negative coordinate counts from its right or lower edge. */
+    void click(const QString& window, QPoint place);
+
+    /** The pixels of a part of the screen, to compare with others. */
+    QByteArray picture(const QRect& part) const;
+
+private:
+    QByteArray xdotool(const QStringList& arguments, bool mayFindNothing = false);
+
+    QTemporaryDir memory;
+    std::unique_ptr<QProcess> server;
+    QString displayName;
+    QString rootWindow;
+    bool madeSocketFolder;
+};

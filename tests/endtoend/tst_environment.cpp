@@ -18,32 +18,6 @@ const QByteArray OVERRIDE_WARNING = "*** WARNING: Your environment is for Tavrin
                                     "but you are running tavrin_update with a release override of '5.8'.\n"
                                     "Patches will be listed but not applied.\n";
 
-// A patch source without a patch: a run that gets past all checks ends well, and says so.
-class EmptySource
-{
-public:
-    EmptySource()
-    {
-        PatchPage().writeTo(directory.path());
-    }
-
-    QString url() const
-    {
-        return QUrl::fromLocalFile(directory.path()).toString() + QLatin1Char('/');
-    }
-
-private:
-    QTemporaryDir directory;
-};
-
-void compareRuns(const ProgramRun& run, int status, const QByteArray& output, const QByteArray& errors)
-{
-    QCOMPARE(run.errors, errors);
-    QCOMPARE(run.output, output);
-    QCOMPARE(run.status, status);
-    QVERIFY2(!run.crashed, describe(run));
-}
-
 QByteArray notWritable(const FakeInstallation& installation, const QStringList& entries)
 {
     QStringList paths;
@@ -143,7 +117,7 @@ void TstEnvironment::unsetTavrinIsRefused()
         program.tavrin(QString());
     }
 
-    compareRuns(program.run(arguments), 1, QByteArray(), "\nTAVRIN environment variable is not set.\n\n");
+    compareRun(program.run(arguments), 1, QByteArray(), "\nTAVRIN environment variable is not set.\n\n");
 }
 
 void TstEnvironment::unusableInstallationIsRefused_data()
@@ -172,14 +146,14 @@ void TstEnvironment::unusableInstallationIsRefused()
     QVERIFY(QFile::link("/nowhere", installation.path("dangling")));
 
     const ProgramRun run = Program().tavrin(tavrin).run(arguments);
-    compareRuns(run, 1, QByteArray(), "TAVRIN directory is invalid\n" + tavrin.toUtf8() + "\n\n");
+    compareRun(run, 1, QByteArray(), "TAVRIN directory is invalid\n" + tavrin.toUtf8() + "\n\n");
 }
 
 void TstEnvironment::relativeTavrinIsNamedByItsAbsolutePath()
 {
     const FakeInstallation installation;
     const ProgramRun run = Program().tavrin("missing").workingDirectory(installation.path()).run({"-t"});
-    compareRuns(run, 1, QByteArray(), "TAVRIN directory is invalid\n/opt/tavrin/5.9/missing\n\n");
+    compareRun(run, 1, QByteArray(), "TAVRIN directory is invalid\n/opt/tavrin/5.9/missing\n\n");
 }
 
 void TstEnvironment::unusableOverrideIsRefused_data()
@@ -202,9 +176,9 @@ void TstEnvironment::unusableOverrideIsRefused()
 
     const ProgramRun run = Program().tavrin(installation.path()).run({"-t", "-r", release});
     QVERIFY(QFile::remove("/opt/tavrin/5.7"));
-    compareRuns(run, 1, QByteArray(),
-                "TAVRIN directory is invalid\n\n'/opt/tavrin/" + release.toUtf8() + "'\t(with release override of '" +
-                    release.toUtf8() + "')\n");
+    compareRun(run, 1, QByteArray(),
+               "TAVRIN directory is invalid\n\n'/opt/tavrin/" + release.toUtf8() + "'\t(with release override of '" +
+                   release.toUtf8() + "')\n");
 }
 
 void TstEnvironment::installationElsewhereIsRefused_data()
@@ -242,14 +216,14 @@ void TstEnvironment::installationElsewhereIsRefused()
     for (const QString& folder : folders) {
         QVERIFY(QDir().rmpath(folder) || !QFileInfo::exists(folder));
     }
-    compareRuns(run, 1, QByteArray(), nonStandard(named));
+    compareRun(run, 1, QByteArray(), nonStandard(named));
 }
 
 void TstEnvironment::installationOutsideOptIsRefused()
 {
     const QTemporaryDir elsewhere;
     const ProgramRun run = Program().tavrin(elsewhere.path()).run({"-t"});
-    compareRuns(run, 1, QByteArray(), nonStandard(elsewhere.path()));
+    compareRun(run, 1, QByteArray(), nonStandard(elsewhere.path()));
 }
 
 void TstEnvironment::linkIntoTheStandardLocationIsRefused()
@@ -260,7 +234,7 @@ void TstEnvironment::linkIntoTheStandardLocationIsRefused()
     QVERIFY(QFile::link(installation.path(), link));
 
     const ProgramRun run = Program().tavrin(link).run({"-t"});
-    compareRuns(run, 1, QByteArray(), nonStandard(link));
+    compareRun(run, 1, QByteArray(), nonStandard(link));
 }
 
 void TstEnvironment::overrideOutsideTheStandardLocationIsRefusedAfterItsWarning()
@@ -269,18 +243,18 @@ void TstEnvironment::overrideOutsideTheStandardLocationIsRefusedAfterItsWarning(
     QVERIFY(QDir(elsewhere.path()).mkdir("5.8"));
 
     const ProgramRun run = Program().tavrin(elsewhere.filePath("5.9")).run({"-t", "-r", "5.8"});
-    compareRuns(run, 1, OVERRIDE_WARNING, nonStandard(elsewhere.filePath("5.8")));
+    compareRun(run, 1, OVERRIDE_WARNING, nonStandard(elsewhere.filePath("5.8")));
 }
 
 void TstEnvironment::linkedReleaseKeepsItsOwnName()
 {
     const FakeInstallation installation;
-    const EmptySource source;
+    const LocalSource source{PatchPage()};
     QVERIFY(QFile::link(installation.path(), "/opt/tavrin/current"));
 
     const ProgramRun run = Program().tavrin("/opt/tavrin/current").run({"-t", source.url()});
     QVERIFY(QFile::remove("/opt/tavrin/current"));
-    compareRuns(run, 0, reportOf("current"), QByteArray());
+    compareRun(run, 0, reportOf("current"), QByteArray());
 }
 
 void TstEnvironment::unwritableEntryIsRefused_data()
@@ -301,7 +275,7 @@ void TstEnvironment::unwritableEntryIsRefused()
     const QStringList before = installation.tree();
 
     const ProgramRun run = Program().tavrin(installation.path()).run({"-t", "file:///nowhere/"});
-    compareRuns(run, 1, QByteArray(), notWritable(installation, {entry}));
+    compareRun(run, 1, QByteArray(), notWritable(installation, {entry}));
     QCOMPARE(installation.tree(), before);
 }
 
@@ -314,9 +288,9 @@ void TstEnvironment::allUnwritableEntriesAreNamedInOrder()
     }
 
     const ProgramRun run = Program().tavrin(installation.path()).run({"-t", "-Q", "-v"});
-    compareRuns(run, 1, QByteArray(),
-                notWritable(installation,
-                            {"", "patched", "patches", "bin", "data", "data/pf", "include", "lib", "man", "man/man1"}));
+    compareRun(run, 1, QByteArray(),
+               notWritable(installation,
+                           {"", "patched", "patches", "bin", "data", "data/pf", "include", "lib", "man", "man/man1"}));
 }
 
 void TstEnvironment::readOnlyFileSystemIsRefused()
@@ -327,7 +301,7 @@ void TstEnvironment::readOnlyFileSystemIsRefused()
 
     const ProgramRun run = Program().tavrin(installation.path()).run({"-t"});
     QVERIFY2(unmount(installation.path("man"), &error), qPrintable(error));
-    compareRuns(run, 1, QByteArray(), notWritable(installation, {"man", "man/man1"}));
+    compareRun(run, 1, QByteArray(), notWritable(installation, {"man", "man/man1"}));
 }
 
 void TstEnvironment::missingEntriesCountAsUnwritable_data()
@@ -353,7 +327,7 @@ void TstEnvironment::missingEntriesCountAsUnwritable()
     }
 
     const ProgramRun run = Program().tavrin(installation.path()).run({"-t"});
-    compareRuns(run, 1, QByteArray(), notWritable(installation, named));
+    compareRun(run, 1, QByteArray(), notWritable(installation, named));
 }
 
 void TstEnvironment::listingNeedsNoWriteAccess_data()
@@ -371,21 +345,21 @@ void TstEnvironment::listingNeedsNoWriteAccess()
     QFETCH(QStringList, options);
     FakeInstallation installation;
     installation.without("lib").withMode("patched", 0555).withMode(QString(), 0555);
-    const EmptySource source;
+    const LocalSource source{PatchPage()};
 
     const ProgramRun run =
         Program().tavrin(installation.path()).run(QStringList{"-t"} + options + QStringList{source.url()});
-    compareRuns(run, 0, reportOf("5.9"), QByteArray());
+    compareRun(run, 0, reportOf("5.9"), QByteArray());
 }
 
 void TstEnvironment::writableInstallationPassesAllChecks()
 {
     const FakeInstallation installation;
-    const EmptySource source;
+    const LocalSource source{PatchPage()};
     const QStringList before = installation.tree();
 
     const ProgramRun run = Program().tavrin(installation.path()).run({"-t", source.url()});
-    compareRuns(run, 0, reportOf("5.9"), QByteArray());
+    compareRun(run, 0, reportOf("5.9"), QByteArray());
     QCOMPARE(installation.tree(), before);
 }
 
@@ -409,14 +383,14 @@ void TstEnvironment::redundantOverrideLeavesNoTrace()
     QFETCH(QString, installed);
     QFETCH(QString, given);
     FakeInstallation installation(installed);
-    const EmptySource source;
+    const LocalSource source{PatchPage()};
 
-    compareRuns(Program().tavrin(installation.path()).run({"-t", "-r", given, source.url()}), 0, reportOf(installed),
-                QByteArray());
+    compareRun(Program().tavrin(installation.path()).run({"-t", "-r", given, source.url()}), 0, reportOf(installed),
+               QByteArray());
     // Still allowed to apply, so write access is asked for.
     installation.withMode("lib", 0555);
-    compareRuns(Program().tavrin(installation.path()).run({"-t", "-r", given, source.url()}), 1, QByteArray(),
-                notWritable(installation, {"lib"}));
+    compareRun(Program().tavrin(installation.path()).run({"-t", "-r", given, source.url()}), 1, QByteArray(),
+               notWritable(installation, {"lib"}));
 }
 
 void TstEnvironment::overrideOnlyLists_data()
@@ -440,15 +414,15 @@ void TstEnvironment::overrideOnlyLists()
 
     const QStringList arguments =
         QStringList{"-t", "-r", "5.8"} + options + QStringList{QUrl::fromLocalFile(source.path()).toString()};
-    compareRuns(Program().tavrin(installed.path()).run(arguments), 0,
-                OVERRIDE_WARNING + reportOf("overridden to 5.8", {{"P2", "two"}}) +
-                    "Steps that would be taken are:\n\n"
-                    "Check for running real time systems ...\n"
-                    "No running Tavrin Real Time System of version '5.8' detected.\n"
-                    "Download and install patch files ...\n"
-                    "\nUpdate applied_patches.html ...\n"
-                    "\nYou may restart systems now\n",
-                QByteArray());
+    compareRun(Program().tavrin(installed.path()).run(arguments), 0,
+               OVERRIDE_WARNING + reportOf("overridden to 5.8", {{"P2", "two"}}) +
+                   "Steps that would be taken are:\n\n"
+                   "Check for running real time systems ...\n"
+                   "No running Tavrin Real Time System of version '5.8' detected.\n"
+                   "Download and install patch files ...\n"
+                   "\nUpdate applied_patches.html ...\n"
+                   "\nYou may restart systems now\n",
+               QByteArray());
     QCOMPARE(overriding.tree(), before);
 }
 
@@ -457,25 +431,25 @@ void TstEnvironment::overrideNeedsNoWriteAccess()
     const FakeInstallation installed("5.9");
     FakeInstallation overriding("5.8");
     overriding.withMode("lib", 0555).without("patches");
-    const EmptySource source;
+    const LocalSource source{PatchPage()};
 
     const ProgramRun run = Program().tavrin(installed.path()).run({"-t", "-r", "5.8", source.url()});
-    compareRuns(run, 0, OVERRIDE_WARNING + reportOf("overridden to 5.8"), QByteArray());
+    compareRun(run, 0, OVERRIDE_WARNING + reportOf("overridden to 5.8"), QByteArray());
 }
 
 void TstEnvironment::overrideOfPlacesInTheWarningIsTakenAsItIs()
 {
     const FakeInstallation installed("%2");
     const FakeInstallation overriding("%1");
-    const EmptySource source;
+    const LocalSource source{PatchPage()};
 
     const ProgramRun run = Program().tavrin(installed.path()).run({"-t", "-r", "%1", source.url()});
-    compareRuns(run, 0,
-                "*** WARNING: Your environment is for Tavrin release '%2',\n"
-                "but you are running tavrin_update with a release override of '%1'.\n"
-                "Patches will be listed but not applied.\n" +
-                    reportOf("overridden to %1"),
-                QByteArray());
+    compareRun(run, 0,
+               "*** WARNING: Your environment is for Tavrin release '%2',\n"
+               "but you are running tavrin_update with a release override of '%1'.\n"
+               "Patches will be listed but not applied.\n" +
+                   reportOf("overridden to %1"),
+               QByteArray());
 }
 
 void TstEnvironment::invalidUrlIsRefused_data()
@@ -500,8 +474,8 @@ void TstEnvironment::invalidUrlIsRefused()
     const QUrl parsed(normalised);
     QVERIFY(!parsed.isValid());
     const ProgramRun run = Program().tavrin(installation.path()).run({"-t", url});
-    compareRuns(run, 1, QByteArray(),
-                "Url '" + normalised.toUtf8() + "' is invalid.\n" + parsed.errorString().toUtf8() + "\n");
+    compareRun(run, 1, QByteArray(),
+               "Url '" + normalised.toUtf8() + "' is invalid.\n" + parsed.errorString().toUtf8() + "\n");
 }
 
 void TstEnvironment::laterChecksDoNotHideEarlierOnes()
@@ -510,7 +484,7 @@ void TstEnvironment::laterChecksDoNotHideEarlierOnes()
     installation.without("lib");
 
     const ProgramRun run = Program().tavrin(installation.path()).run({"-t", "http://[/"});
-    compareRuns(run, 1, QByteArray(), notWritable(installation, {"lib"}));
+    compareRun(run, 1, QByteArray(), notWritable(installation, {"lib"}));
 }
 
 void TstEnvironment::defaultSourceIsAsked_data()
@@ -547,7 +521,7 @@ void TstEnvironment::defaultSourceIsAsked()
     server.answer(path, FakePatchServer::Answer::body(PatchPage().html()));
 
     const ProgramRun run = Program().tavrin(tavrin).run(QStringList{"-t"} + arguments);
-    compareRuns(run, 0, output, QByteArray());
+    compareRun(run, 0, output, QByteArray());
     QCOMPARE(server.requestedPaths(), QList<QByteArray>{path});
     QCOMPARE(server.requests().first().headers.value("host"), patchServerHost().toLatin1());
 }
@@ -560,7 +534,7 @@ void TstEnvironment::givenSourceIsAskedInsteadOfTheDefault()
     server.answer("/mirror/", FakePatchServer::Answer::body(PatchPage().html()));
 
     const ProgramRun run = Program().tavrin(installation.path()).run({"-t", server.url("/mirror"), maker.url("/x/")});
-    compareRuns(run, 0, reportOf("5.9"), QByteArray());
+    compareRun(run, 0, reportOf("5.9"), QByteArray());
     QCOMPARE(server.requestedPaths(), QList<QByteArray>{"/mirror/"});
     QCOMPARE(maker.requestedPaths(), QList<QByteArray>());
 }

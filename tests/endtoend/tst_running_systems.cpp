@@ -1,0 +1,272 @@
+// What a run does about real-time systems that run on the host: which of them conflict with the release being patched,
+// and how each option deals with a conflict. The systems come from the preloaded library.
+#include "expected_report.h"
+#include "fake_installation.h"
+#include "fake_patch_server.h"
+#include "message_guard.h"
+#include "program_run.h"
+#include "test_main.h"
+
+#include <QScopedPointer>
+
+namespace {
+
+const QByteArray CHECK = "Check for running real time systems ...\n";
+
+const QByteArray DRY_STEPS = "Download and install patch files ...\n"
+                             "\nUpdate applied_patches.html ...\n"
+                             "\nYou may restart systems now\n";
+
+const QByteArray MUST_STOP = "You must stop any instances of Tavrin before applying patches.\n";
+
+QByteArray running(const QByteArray& release)
+{
+    return "WARNING: A running Tavrin Real Time System of version '" + release + "' was detected.\n";
+}
+
+QByteArray notRunning(const QByteArray& release)
+{
+    return "No running Tavrin Real Time System of version '" + release + "' detected.\n";
+}
+
+QByteArray systemOf(const QByteArray& version)
+{
+    return version + "\tuser\t/home/user\t4711\n";
+}
+
+QByteArray dryRun(const QString& release, const QByteArray& check)
+{
+    return reportOf(release, {{"P1", "text"}}) + "Steps that would be taken are:\n\n" + CHECK + check + DRY_STEPS;
+}
+
+} // namespace
+
+class TstRunningSystems : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void conflictEndsTheRun_data();
+    void conflictEndsTheRun();
+    void listingDoesNotCare_data();
+    void listingDoesNotCare();
+    void dryRunContinuesWithAWarning_data();
+    void dryRunContinuesWithAWarning();
+    void allowedConflictIsInstalledWithoutAQuestion();
+    void allowingWithoutAConflictInstallsWithoutAQuestion();
+    void releaseDecidesWhatConflicts_data();
+    void releaseDecidesWhatConflicts();
+    void overridingReleaseDecides_data();
+    void overridingReleaseDecides();
+    void systemsAreAskedForOnceAtTheStart();
+
+private:
+    QScopedPointer<MessageGuard> guard;
+};
+
+void TstRunningSystems::init()
+{
+    guard.reset(new MessageGuard);
+}
+
+void TstRunningSystems::cleanup()
+{
+    const QString complaint = guard->complaint();
+    guard.reset();
+    QCOMPARE(complaint, QString());
+}
+
+void TstRunningSystems::conflictEndsTheRun_data()
+{
+    QTest::addColumn<QStringList>("options");
+
+    QTest::newRow("-t alone") << QStringList{};
+    QTest::newRow("-v") << QStringList{"-v"};
+    QTest::newRow("a redundant release") << QStringList{"-r", "5.9"};
+}
+
+void TstRunningSystems::conflictEndsTheRun()
+{
+    QFETCH(QStringList, options);
+    const FakeInstallation installation;
+    const QStringList before = installation.tree();
+    FakePatchServer server;
+    server.answer("/", FakePatchServer::Answer::body(PatchPage().entry("P1", "1 May", "text").html()));
+
+    Program program;
+    program.tavrin(installation.path()).runningSystems(systemOf("5.9")).input("y\n");
+    compareRun(program.run(QStringList{"-t"} + options + QStringList{server.url()}), 1,
+               reportOf("5.9", {{"P1", "text"}}) + CHECK, running("5.9") + MUST_STOP + "\nExiting\n");
+    QCOMPARE(server.requestedPaths(), QList<QByteArray>{"/"});
+    QCOMPARE(installation.tree(), before);
+}
+
+void TstRunningSystems::listingDoesNotCare_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QByteArray>("output");
+
+    QTest::newRow("-l") << QStringList{"-l"} << reportOf("5.9", {{"P1", "text"}});
+    QTest::newRow("-L") << QStringList{"-L"} << headerLine("5.9") + "*  P1\n\n";
+    QTest::newRow("-l -Q") << QStringList{"-l", "-Q"} << reportOf("5.9", {{"P1", "text"}});
+}
+
+void TstRunningSystems::listingDoesNotCare()
+{
+    QFETCH(QStringList, options);
+    QFETCH(QByteArray, output);
+    const FakeInstallation installation;
+    const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
+
+    Program program;
+    program.tavrin(installation.path()).runningSystems(systemOf("5.9"));
+    compareRun(program.run(QStringList{"-t"} + options + QStringList{source.url()}), 0, output);
+}
+
+void TstRunningSystems::dryRunContinuesWithAWarning_data()
+{
+    QTest::addColumn<QStringList>("options");
+
+    QTest::newRow("-n") << QStringList{"-n"};
+    QTest::newRow("-n -Q, of which -Q is cancelled") << QStringList{"-n", "-Q"};
+    QTest::newRow("-n -l") << QStringList{"-n", "-l"};
+}
+
+void TstRunningSystems::dryRunContinuesWithAWarning()
+{
+    QFETCH(QStringList, options);
+    const FakeInstallation installation;
+    const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
+
+    Program program;
+    program.tavrin(installation.path()).runningSystems(systemOf("5.9"));
+    compareRun(program.run(QStringList{"-t"} + options + QStringList{source.url()}), 0,
+               dryRun("5.9", running("5.9") + MUST_STOP + "\nContinuing to show proposed course of action ...\n\n"));
+}
+
+void TstRunningSystems::allowedConflictIsInstalledWithoutAQuestion()
+{
+    FakeInstallation installation;
+    installation.withTools();
+    const QString mark = installation.path("patched/P1");
+    LocalSource source(PatchPage().entry("P1", "1 May", "text", "P1.tar"));
+    source.withFile("P1.tar", archiveOf(mark, "installed"));
+
+    Program program;
+    program.tavrin(installation.path()).runningSystems(systemOf("5.9")).input("n\n");
+    compareRun(program.run({"-t", "-Q", source.url()}), 0,
+               reportOf("5.9", {{"P1", "text"}}) + CHECK + running("5.9") + "\n-Q option: continuing ...\n\n" +
+                   installingOf(mark));
+    QVERIFY(QFileInfo(mark).isFile());
+}
+
+void TstRunningSystems::allowingWithoutAConflictInstallsWithoutAQuestion()
+{
+    FakeInstallation installation;
+    installation.withTools();
+    const QString mark = installation.path("patched/P1");
+    LocalSource source(PatchPage().entry("P1", "1 May", "text", "P1.tar"));
+    source.withFile("P1.tar", archiveOf(mark, "installed"));
+
+    Program program;
+    program.tavrin(installation.path()).input("n\n");
+    compareRun(program.run({"-t", "-Q", source.url()}), 0,
+               reportOf("5.9", {{"P1", "text"}}) + CHECK + notRunning("5.9") + installingOf(mark));
+    QVERIFY(QFileInfo(mark).isFile());
+}
+
+void TstRunningSystems::releaseDecidesWhatConflicts_data()
+{
+    QTest::addColumn<QString>("release");
+    QTest::addColumn<QByteArray>("systems");
+    QTest::addColumn<bool>("conflict");
+
+    QTest::newRow("none") << "5.9" << QByteArray() << false;
+    QTest::newRow("the same") << "5.9" << systemOf("5.9") << true;
+    QTest::newRow("a longer name") << "5.9" << systemOf("5.9p") << false;
+    QTest::newRow("a shorter name") << "5.9p" << systemOf("5.9") << false;
+    QTest::newRow("a blank behind") << "5.9" << systemOf("5.9 ") << false;
+    QTest::newRow("a blank in front") << "5.9" << systemOf(" 5.9") << false;
+    QTest::newRow("capitals") << "dev" << systemOf("DEV") << false;
+    QTest::newRow("small letters") << "DEV" << systemOf("dev") << false;
+    QTest::newRow("no version") << "5.9" << systemOf("") << false;
+    QTest::newRow("letters beyond ASCII") << QString::fromUtf8("5.9-\u00e4") << systemOf("5.9-\xc3\xa4") << true;
+    QTest::newRow("the release in other fields") << "5.9" << QByteArray("5.8\t5.9\t5.9\t59\n") << false;
+    QTest::newRow("the first of two") << "5.9" << systemOf("5.9") + systemOf("5.8") << true;
+    QTest::newRow("the second of two") << "5.9" << systemOf("5.8") + systemOf("5.9") << true;
+    QTest::newRow("neither of two") << "5.9" << systemOf("5.8") + systemOf("5.7") << false;
+    QTest::newRow("no array, but a count") << "5.9" << QByteArray("#null 3\n") << false;
+    QTest::newRow("an array, but no count") << "5.9"
+                                            << "#count 0\n" + systemOf("5.9") << false;
+    QTest::newRow("a count of fewer than there are") << "5.9"
+                                                     << "#count 1\n" + systemOf("5.8") + systemOf("5.9") << false;
+    QTest::newRow("a version without an end") << "5" << QByteArray("@fill:5\tuser\t/home\t825307441\n") << false;
+    QTest::newRow("a version without an end before the same")
+        << "5.9"
+        << "@fill:5\t@fill:u\t@fill:d\t825307441\n" + systemOf("5.9") << true;
+}
+
+void TstRunningSystems::releaseDecidesWhatConflicts()
+{
+    QFETCH(QString, release);
+    QFETCH(QByteArray, systems);
+    QFETCH(bool, conflict);
+    const FakeInstallation installation(release);
+    const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
+
+    Program program;
+    program.tavrin(installation.path()).runningSystems(systems);
+    const QByteArray name = release.toUtf8();
+    const QByteArray warning = running(name) + MUST_STOP + "\nContinuing to show proposed course of action ...\n\n";
+    compareRun(program.run({"-t", "-n", source.url()}), 0, dryRun(release, conflict ? warning : notRunning(name)));
+}
+
+void TstRunningSystems::overridingReleaseDecides_data()
+{
+    QTest::addColumn<QByteArray>("version");
+    QTest::addColumn<bool>("conflict");
+
+    QTest::newRow("the overriding release") << QByteArray("5.8") << true;
+    QTest::newRow("the installed release") << QByteArray("5.9") << false;
+}
+
+void TstRunningSystems::overridingReleaseDecides()
+{
+    QFETCH(QByteArray, version);
+    QFETCH(bool, conflict);
+    const FakeInstallation installed("5.9");
+    const FakeInstallation overriding("5.8");
+    const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
+
+    Program program;
+    program.tavrin(installed.path()).runningSystems(systemOf(version));
+    const QByteArray override = "*** WARNING: Your environment is for Tavrin release '5.9',\n"
+                                "but you are running tavrin_update with a release override of '5.8'.\n"
+                                "Patches will be listed but not applied.\n";
+    const QByteArray warning = running("5.8") + MUST_STOP + "\nContinuing to show proposed course of action ...\n\n";
+    compareRun(program.run({"-t", "-r", "5.8", source.url()}), 0,
+               override + dryRun("overridden to 5.8", conflict ? warning : notRunning("5.8")));
+}
+
+void TstRunningSystems::systemsAreAskedForOnceAtTheStart()
+{
+    const FakeInstallation installation;
+    FakePatchServer server;
+    server.answer("/", FakePatchServer::Answer::body(PatchPage().entry("P1", "1 May", "text").html()).held());
+
+    Program program;
+    program.tavrin(installation.path());
+    const std::unique_ptr<ProgramSession> session = program.start({"-t", "-n", server.url()});
+    QTRY_COMPARE(server.requestedPaths(), QList<QByteArray>{"/"});
+    program.runningSystems(systemOf("5.9"));
+    server.release("/");
+    compareRun(session->finish(), 0, dryRun("5.9", notRunning("5.9")));
+    QCOMPARE(program.runningSystemQueries(), 1);
+}
+
+TAVRIN_TEST_MAIN(TstRunningSystems)
+
+#include "tst_running_systems.moc"

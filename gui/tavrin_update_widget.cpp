@@ -21,10 +21,11 @@ const QString RUNNING_SYSTEMS_TITLE = QStringLiteral(" running Tavrin Real Time 
 
 namespace {
 
-// Qt lays a visible tree out once per inserted row, and a layout costs as much as there are rows. The rows before the
-// last few can go in together: they leave no trace but the scroll bar, which shows and narrows the labels one layout
-// after it was needed, and these rows give it that time.
-const int ROWS_LAID_OUT_SINGLY = 4;
+// Qt lays a visible tree out once per inserted row, and a layout costs as much as there are rows. The rows between the
+// first and the last few can go in together. The first few have the scroll position of a former list fall back to the
+// top; the last few give the scroll bar, which shows and narrows the labels one layout late, the time it needs.
+const int FIRST_ROWS_ADDED_SINGLY = 3;
+const int LAST_ROWS_ADDED_SINGLY = 4;
 
 /** Translates a text that the form's translation knows, though it was put together here. */
 QString formText(const QString& text)
@@ -91,7 +92,7 @@ QLabel* newDescriptionLabel(const QString& description)
 }
 
 /** A cell of the table of running systems. */
-QTableWidgetItem* newCell(const QString& text, Qt::Alignment horizontal)
+QTableWidgetItem* newCell(const QString& text, Qt::AlignmentFlag horizontal)
 {
     auto* cell = new QTableWidgetItem(text);
     cell->setTextAlignment(horizontal);
@@ -203,12 +204,12 @@ bool TavrinUpdateWidget::patchIsShown(const QString& name) const
 void TavrinUpdateWidget::addPatches(const QList<QTreeWidgetItem*>& items, const QList<QLabel*>& labels)
 {
     QTreeWidget* tree = ui->updatesTreeWidget;
-    const int together = qMax(0, items.count() - ROWS_LAID_OUT_SINGLY);
-    tree->addTopLevelItems(items.mid(0, together));
+    const int afterTogether = items.count() - LAST_ROWS_ADDED_SINGLY;
     for (int i = 0; i < items.count(); ++i) {
-        if (i >= together) {
-            tree->addTopLevelItem(items.at(i));
+        if (i == FIRST_ROWS_ADDED_SINGLY && i < afterTogether) {
+            tree->addTopLevelItems(items.mid(i, afterTogether - i));
         }
+        tree->addTopLevelItem(items.at(i)); // of no effect for one that is in the tree already
         tree->setItemWidget(items.at(i), 2, labels.at(i));
     }
 }

@@ -2,6 +2,8 @@
 // members keep their order; the object names are an interface, since the widget's slots are bound by them.
 #pragma once
 
+#include "tavrin_update_patchtree.h"
+
 #include <QCheckBox>
 #include <QCoreApplication>
 #include <QGroupBox>
@@ -15,7 +17,6 @@
 #include <QSplitter>
 #include <QTableWidget>
 #include <QTextEdit>
-#include <QTreeWidget>
 #include <QVBoxLayout>
 
 struct UI_TavrinUpdateWidget
@@ -213,7 +214,7 @@ private:
 
     void setupUpdatesTree()
     {
-        updatesTreeWidget = new QTreeWidget(updatesGroupBox);
+        updatesTreeWidget = new TavrinUpdatePatchTree(updatesGroupBox);
         updatesTreeWidget->setObjectName(QStringLiteral("updatesTreeWidget"));
         updatesTreeWidget->setColumnCount(3);
         updatesTreeWidget->setSizePolicy(sizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding));

@@ -3,8 +3,6 @@
 // result of a test and ends the program.
 #include "virtual_display.h"
 
-#include "program_run.h"
-
 #include <QDir>
 #include <QFile>
 #include <QStandardPaths>
@@ -32,6 +30,14 @@ protected:
 quint32 headerField(const QByteArray& screen, int index)
 {
     return qFromBigEndian<quint32>(screen.constData() + index * 4);
+}
+
+void requireSuccess(const ProgramRun& run, const QStringList& arguments)
+{
+    if (run.status != 0) {
+        const QByteArray complaint = "xdotool " + arguments.join(QLatin1Char(' ')).toUtf8() + ": " + describe(run);
+        QTest::qFail(complaint.constData(), __FILE__, __LINE__);
+    }
 }
 
 } // namespace
@@ -85,11 +91,18 @@ QString VirtualDisplay::name() const
 
 QStringList VirtualDisplay::windows(const QString& title)
 {
-    const QByteArray found =
-        xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--maxdepth"),
-                 QStringLiteral("1"), QStringLiteral("--name"), title},
-                true);
-    QStringList identifiers = QString::fromLatin1(found).split(QLatin1Char('\n'));
+    const QStringList search{QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--maxdepth"),
+                             QStringLiteral("1"),      QStringLiteral("--name"),        title};
+    ProgramRun run = xdotool(search);
+    // A window that goes away while it is looked at ends the search.
+    while (run.errors.contains("BadWindow")) {
+        run = xdotool(search);
+    }
+    const bool foundNothing = run.status == 1 && run.errors.isEmpty();
+    if (!foundNothing) {
+        requireSuccess(run, search);
+    }
+    QStringList identifiers = QString::fromLatin1(run.output).split(QLatin1Char('\n'));
     identifiers.removeAll(QString());
     identifiers.removeAll(rootWindow);
     return identifiers;
@@ -97,7 +110,7 @@ QStringList VirtualDisplay::windows(const QString& title)
 
 QRect VirtualDisplay::geometryOf(const QString& window)
 {
-    const QByteArray lines = xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window});
+    const QByteArray lines = act({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window});
     QMap<QByteArray, int> values;
     for (const QByteArray& line : lines.split('\n')) {
         const int equals = line.indexOf('=');
@@ -108,7 +121,7 @@ QRect VirtualDisplay::geometryOf(const QString& window)
 
 void VirtualDisplay::press(const QString& window, const QStringList& keys)
 {
-    xdotool(QStringList{QStringLiteral("windowfocus"), QStringLiteral("--sync"), window, QStringLiteral("key")} + keys);
+    act(QStringList{QStringLiteral("windowfocus"), QStringLiteral("--sync"), window, QStringLiteral("key")} + keys);
 }
 
 void VirtualDisplay::click(const QString& window, QPoint place)
@@ -116,8 +129,8 @@ void VirtualDisplay::click(const QString& window, QPoint place)
     const QSize size = geometryOf(window).size();
     const int x = place.x() < 0 ? size.width() + place.x() : place.x();
     const int y = place.y() < 0 ? size.height() + place.y() : place.y();
-    xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), window, QString::number(x), QString::number(y),
-             QStringLiteral("click"), QStringLiteral("1")});
+    act({QStringLiteral("mousemove"), QStringLiteral("--window"), window, QString::number(x), QString::number(y),
+         QStringLiteral("click"), QStringLiteral("1")});
 }
 
 QByteArray VirtualDisplay::picture(const QRect& part) const
@@ -138,15 +151,15 @@ QByteArray VirtualDisplay::picture(const QRect& part) const
     return pixels;
 }
 
-QByteArray VirtualDisplay::xdotool(const QStringList& arguments, bool mayFindNothing)
+QByteArray VirtualDisplay::act(const QStringList& arguments)
+{
+    const ProgramRun run = xdotool(arguments);
+    requireSuccess(run, arguments);
+    return run.output;
+}
+
+ProgramRun VirtualDisplay::xdotool(const QStringList& arguments)
 {
     Program tool(QStringLiteral("xdotool"));
-    tool.unset(QStringLiteral("LD_PRELOAD")).set(QStringLiteral("DISPLAY"), displayName);
-    const ProgramRun run = tool.run(arguments);
-    const bool foundNothing = mayFindNothing && run.status == 1 && run.errors.isEmpty();
-    if (run.status != 0 && !foundNothing) {
-        const QByteArray complaint = "xdotool " + arguments.join(QLatin1Char(' ')).toUtf8() + ": " + describe(run);
-        QTest::qFail(complaint.constData(), __FILE__, __LINE__);
-    }
-    return run.output;
+    return tool.unset(QStringLiteral("LD_PRELOAD")).set(QStringLiteral("DISPLAY"), displayName).run(arguments);
 }

@@ -3,6 +3,8 @@
 // manager, so a window stands where it likes and gets the keys only because they are meant for it.
 #pragma once
 
+#include "program_run.h"
+
 #include <QByteArray>
 #include <QPoint>
 #include <QProcess>
@@ -43,7 +45,8 @@ public:
     QByteArray picture(const QRect& part) const;
 
 private:
-    QByteArray xdotool(const QStringList& arguments, bool mayFindNothing = false);
+    QByteArray act(const QStringList& arguments);
+    ProgramRun xdotool(const QStringList& arguments);
 
     QTemporaryDir memory;
     std::unique_ptr<QProcess> server;

@@ -1,6 +1,7 @@
 // What a run does about real-time systems that run on the host: which of them conflict with the release being patched,
 // and how each option deals with a conflict. The systems come from the preloaded library.
 #include "expected_report.h"
+#include "expected_steps.h"
 #include "fake_installation.h"
 #include "fake_patch_server.h"
 #include "message_guard.h"
@@ -10,12 +11,6 @@
 #include <QScopedPointer>
 
 namespace {
-
-const QByteArray CHECK = "Check for running real time systems ...\n";
-
-const QByteArray DRY_STEPS = "Download and install patch files ...\n"
-                             "\nUpdate applied_patches.html ...\n"
-                             "\nYou may restart systems now\n";
 
 const QByteArray MUST_STOP = "You must stop any instances of Tavrin before applying patches.\n";
 
@@ -36,8 +31,24 @@ QByteArray systemOf(const QByteArray& version)
 
 QByteArray dryRun(const QString& release, const QByteArray& check)
 {
-    return reportOf(release, {{"P1", "text"}}) + "Steps that would be taken are:\n\n" + CHECK + check + DRY_STEPS;
+    return reportOf(release, {{"P1", "text"}}) + STEPS_HEADING + CHECK + check + DRY_STEPS;
 }
+
+// What an installing run needs, and an answer that would refuse, should it ask.
+struct Installable
+{
+    Installable() : mark(installation.path("patched/P1")), source(PatchPage().entry("P1", "1 May", "text", "P1.tar"))
+    {
+        installation.withTools();
+        source.withFile("P1.tar", archiveOf(mark, "installed"));
+        program.tavrin(installation.path()).input("n\n");
+    }
+
+    FakeInstallation installation;
+    QString mark;
+    LocalSource source;
+    Program program;
+};
 
 } // namespace
 
@@ -149,33 +160,20 @@ void TstRunningSystems::dryRunContinuesWithAWarning()
 
 void TstRunningSystems::allowedConflictIsInstalledWithoutAQuestion()
 {
-    FakeInstallation installation;
-    installation.withTools();
-    const QString mark = installation.path("patched/P1");
-    LocalSource source(PatchPage().entry("P1", "1 May", "text", "P1.tar"));
-    source.withFile("P1.tar", archiveOf(mark, "installed"));
-
-    Program program;
-    program.tavrin(installation.path()).runningSystems(systemOf("5.9")).input("n\n");
-    compareRun(program.run({"-t", "-Q", source.url()}), 0,
+    Installable ready;
+    ready.program.runningSystems(systemOf("5.9"));
+    compareRun(ready.program.run({"-t", "-Q", ready.source.url()}), 0,
                reportOf("5.9", {{"P1", "text"}}) + CHECK + running("5.9") + "\n-Q option: continuing ...\n\n" +
-                   installingOf(mark));
-    QVERIFY(QFileInfo(mark).isFile());
+                   installingOf(ready.mark));
+    QVERIFY(QFileInfo(ready.mark).isFile());
 }
 
 void TstRunningSystems::allowingWithoutAConflictInstallsWithoutAQuestion()
 {
-    FakeInstallation installation;
-    installation.withTools();
-    const QString mark = installation.path("patched/P1");
-    LocalSource source(PatchPage().entry("P1", "1 May", "text", "P1.tar"));
-    source.withFile("P1.tar", archiveOf(mark, "installed"));
-
-    Program program;
-    program.tavrin(installation.path()).input("n\n");
-    compareRun(program.run({"-t", "-Q", source.url()}), 0,
-               reportOf("5.9", {{"P1", "text"}}) + CHECK + notRunning("5.9") + installingOf(mark));
-    QVERIFY(QFileInfo(mark).isFile());
+    Installable ready;
+    compareRun(ready.program.run({"-t", "-Q", ready.source.url()}), 0,
+               reportOf("5.9", {{"P1", "text"}}) + CHECK + notRunning("5.9") + installingOf(ready.mark));
+    QVERIFY(QFileInfo(ready.mark).isFile());
 }
 
 void TstRunningSystems::releaseDecidesWhatConflicts_data()

@@ -16,9 +16,11 @@ QByteArray quoted(const QByteArray& text)
     return "'" + QByteArray(text).replace("'", "'\\''") + "'";
 }
 
+// Not looked for on PATH: a test may have set that to the fake programs alone.
 QByteArray command(const char* name)
 {
-    const QString path = QStandardPaths::findExecutable(QString::fromLatin1(name));
+    static const QStringList systemPath{QStringLiteral("/usr/bin"), QStringLiteral("/bin")};
+    const QString path = QStandardPaths::findExecutable(QString::fromLatin1(name), systemPath);
     if (path.isEmpty()) {
         qFatal("cannot find %s", name);
     }
@@ -99,4 +101,15 @@ QList<FakeToolCall> FakeTools::calls() const
         call.input = readFile(folder + QStringLiteral("/input"));
         calls << call;
     }
+}
+
+QStringList FakeTools::callLines() const
+{
+    QStringList lines;
+    const QList<FakeToolCall> recorded = calls();
+    for (const FakeToolCall& call : recorded) {
+        const QList<QByteArray> words = QList<QByteArray>{call.tool.toUtf8()} + call.arguments;
+        lines << QString::fromUtf8(words.join('|'));
+    }
+    return lines;
 }

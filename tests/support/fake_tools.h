@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 /** What a fake program does after noting its call. */
@@ -47,6 +48,9 @@ public:
 
     /** All calls so far, in their order. */
     QList<FakeToolCall> calls() const;
+
+    /** The same as texts, one per call: the program's name and its arguments with a bar between them. */
+    QStringList callLines() const;
 
 private:
     QTemporaryDir directory;

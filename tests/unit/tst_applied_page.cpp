@@ -1,57 +1,37 @@
 // After an archive was unpacked: which patch of the list counts as applied, and how the installation's script is made
 // to write its page of applied patches. A recorder stands for perl.
-#include "fake_installation.h"
-#include "fake_tools.h"
+#include "helper_run.h"
 #include "message_guard.h"
-#include "tavrin_update_bl.h"
+#include "test_files.h"
 #include "test_main.h"
+#include "window_logic.h"
 
-#include <QProcess>
+#include <QDir>
 #include <QTest>
 
 #include <memory>
 
-using Logic = TavrinUpdateBusinessLogic;
-
 namespace {
 
-// A business-logic object in window mode and what it shows or reports, in order. The search path holds nothing but the
-// recorders.
-struct Window
+// A window run with leave to apply, unless a test takes it away, and a recorder for perl.
+struct Window : WindowLogic
 {
-    explicit Window(bool apply = true, bool verbose = false) : logic("tavrin_update")
+    explicit Window(bool apply = true, bool verbose = false) : WindowLogic(optionsFor(apply, verbose))
     {
-        QObject::connect(&logic, &Logic::appendProgress, [this](const QString& text) { events << "log:" + text; });
-        QObject::connect(&logic, &Logic::processFailed, [this](const QString& text) { events << "fail:" + text; });
-        qputenv("TAVRIN", installation.path().toUtf8());
-        Logic::CommandLineOptions options;
+    }
+
+    static CommandLineOptions optionsFor(bool apply, bool verbose)
+    {
+        CommandLineOptions options = verbose ? verboseOptions() : quietOptions();
         options.apply = apply;
-        options.showProposed = false;
-        options.terminal = false;
-        options.verbose = verbose;
-        initialized = logic.initialize(options);
+        return options;
     }
 
     void recordPerl(const FakeTool& tool = FakeTool())
     {
         tools.add("perl", tool);
-        qputenv("PATH", tools.pathDirectory().toUtf8());
+        searchToolsOnly();
     }
-
-    QString appliedMarks()
-    {
-        QString marks;
-        while (logic.nextPatch()) {
-            marks += logic.patchIsInstalled() ? 'Y' : 'N';
-        }
-        return marks;
-    }
-
-    FakeInstallation installation;
-    FakeTools tools;
-    Logic logic;
-    QStringList events;
-    QString initialized;
 };
 
 const QString HEADING = QStringLiteral("log:\nUpdate applied_patches.html ...");
@@ -83,18 +63,15 @@ private slots:
 
 private:
     std::unique_ptr<MessageGuard> guard;
-    QByteArray searchPath;
 };
 
 void TstAppliedPage::init()
 {
     guard = std::make_unique<MessageGuard>();
-    searchPath = qgetenv("PATH");
 }
 
 void TstAppliedPage::cleanup()
 {
-    qputenv("PATH", searchPath);
     const QString complaint = guard->complaint();
     guard.reset();
     QCOMPARE(complaint, QString());
@@ -267,11 +244,8 @@ void TstAppliedPage::failureReturnsWhatTheScriptSaid()
 void TstAppliedPage::missingPerlIsReported()
 {
     Window window;
-    qputenv("PATH", window.tools.pathDirectory().toUtf8());
-    QProcess process;
-    process.start("perl", QStringList());
-    QVERIFY(!process.waitForStarted());
-    QCOMPARE(window.logic.updateAppliedPatchesHtml(), "System command 'perl' failed:\n  " + process.errorString());
+    window.searchToolsOnly();
+    QCOMPARE(window.logic.updateAppliedPatchesHtml(), "System command 'perl' failed:\n  " + startErrorOf("perl"));
     QCOMPARE(window.events, QStringList{HEADING});
 }
 
@@ -290,10 +264,9 @@ void TstAppliedPage::realScriptWritesThePage()
     window.installation.withTools().withPatched("P1").withPatched("P2");
     QCOMPARE(window.logic.updateAppliedPatchesHtml(), QString());
     QCOMPARE(window.events, (QStringList{HEADING, UPDATED}));
-    QFile page(window.installation.path("applied_patches.html"));
-    QVERIFY(page.open(QIODevice::ReadOnly));
-    QCOMPARE(page.readAll(), QByteArray("<html><body><table>\n<tr><td>P1</td></tr>\n<tr><td>P2</td></tr>\n"
-                                        "</table></body></html>\n"));
+    QCOMPARE(contentOf(window.installation.path("applied_patches.html")),
+             QByteArray("<html><body><table>\n<tr><td>P1</td></tr>\n<tr><td>P2</td></tr>\n"
+                        "</table></body></html>\n"));
 }
 
 TAVRIN_TEST_MAIN(TstAppliedPage)

@@ -1,48 +1,37 @@
 // The mail of a scheduled run: when it is sent, how the mailer is called, and that a mailer that fails is silence while
 // one that succeeds and talks is a complaint. A recorder stands for perl.
-#include "fake_installation.h"
-#include "fake_tools.h"
 #include "message_guard.h"
-#include "tavrin_update_bl.h"
 #include "test_main.h"
+#include "window_logic.h"
 
+#include <QDir>
 #include <QTest>
 
 #include <memory>
 
-using Logic = TavrinUpdateBusinessLogic;
-
 namespace {
 
-// A business-logic object in window mode, so that nothing ends this process, with an address to mail to. The search
-// path holds nothing but the recorders.
-struct Mailer
+// A window run, so that nothing ends this process, with an address to mail to and a recorder for perl.
+struct Mailer : WindowLogic
 {
-    explicit Mailer(bool verbose = false, const QString& address = "admin@host.test") : logic("tavrin_update")
+    explicit Mailer(bool verbose = false, const QString& address = "admin@host.test")
+        : WindowLogic(optionsFor(verbose, address))
     {
-        QObject::connect(&logic, &Logic::appendProgress, [this](const QString& text) { events << "log:" + text; });
-        QObject::connect(&logic, &Logic::processFailed, [this](const QString& text) { events << "fail:" + text; });
-        qputenv("TAVRIN", installation.path().toUtf8());
-        Logic::CommandLineOptions options;
-        options.showProposed = false;
-        options.terminal = false;
-        options.verbose = verbose;
+    }
+
+    static CommandLineOptions optionsFor(bool verbose, const QString& address)
+    {
+        CommandLineOptions options = verbose ? verboseOptions() : quietOptions();
         options.email = address;
-        initialized = logic.initialize(options);
+        return options;
     }
 
     void recordPerl(FakeTool tool = FakeTool())
     {
         tool.readsInput = true;
         tools.add("perl", tool);
-        qputenv("PATH", tools.pathDirectory().toUtf8());
+        searchToolsOnly();
     }
-
-    FakeInstallation installation;
-    FakeTools tools;
-    Logic logic;
-    QStringList events;
-    QString initialized;
 };
 
 const QString REPORT = QStringLiteral("header\nNot Installed: P1\nNot Installed: P2\n");
@@ -73,18 +62,15 @@ private slots:
 
 private:
     std::unique_ptr<MessageGuard> guard;
-    QByteArray searchPath;
 };
 
 void TstMail::init()
 {
     guard = std::make_unique<MessageGuard>();
-    searchPath = qgetenv("PATH");
 }
 
 void TstMail::cleanup()
 {
-    qputenv("PATH", searchPath);
     const QString complaint = guard->complaint();
     guard.reset();
     QCOMPARE(complaint, QString());
@@ -234,7 +220,7 @@ void TstMail::failedMailerIsNotReported()
 void TstMail::missingMailerIsNotReported()
 {
     Mailer mailer;
-    qputenv("PATH", mailer.tools.pathDirectory().toUtf8());
+    mailer.searchToolsOnly();
     QCOMPARE(mailer.logic.emailPatchInfo(REPORT), QString());
     QCOMPARE(mailer.events, QStringList());
 }

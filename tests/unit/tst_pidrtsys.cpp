@@ -1,8 +1,11 @@
-// Asks the stand-in library for running systems while real processes named rtexec run: copies of `sleep`, started with
-// a chosen environment, directory, first argument and user. Other tests may run such processes at the same time, so
-// records are found by pid; where their number counts, a copy of this program looks from a process namespace of its
-// own, and where another user's view counts, a copy looks as that user. Every process dies with the one that made it.
+// Asks the stand-in library for running systems while real processes named rtexec run. Other tests may run such
+// processes at the same time, so records are found by pid; where their number counts, a copy of this program looks from
+// a process namespace of its own, and where another user's view counts, a copy looks as that user. What becomes of the
+// block that the library gives away is the subject of tst_pidrtsys_memory.
+#include "helper_run.h"
+#include "message_guard.h"
 #include "pidrtsys.h"
+#include "real_process.h"
 
 #include <QtTest>
 
@@ -12,148 +15,17 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <new>
-#include <utility>
 #include <vector>
 
 #include <grp.h>
 #include <pwd.h>
-#include <signal.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
-
-#ifndef __SANITIZE_ADDRESS__     // there the sanitizer's own operators must see how a block was made and released
-static int allocationsLeft = -1; // negative: no limit
-
-void* operator new(std::size_t size)
-{
-    void* block = allocationsLeft == 0 ? nullptr : std::malloc(size);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    allocationsLeft -= allocationsLeft > 0 ? 1 : 0;
-    return block;
-}
-
-void operator delete(void* block) noexcept
-{
-    std::free(block);
-}
-
-void operator delete(void* block, std::size_t) noexcept
-{
-    std::free(block);
-}
-#endif
 
 namespace {
 
 constexpr uid_t NOBODY = 65534;
-constexpr int PATIENCE = 20000; // milliseconds for a condition that is met at once on an idle machine
-
-/** What to start; the defaults make a system of release 5.9 of the user who runs the test. */
-struct Start
-{
-    QByteArray program;
-    QByteArrayList arguments = {"rtexec", "600"};
-    QByteArrayList environment = {"LANG=C", "TAVRIN=/opt/tavrin/5.9"};
-    QByteArray directory = "/";
-    uid_t user = geteuid();
-};
-
-std::vector<char*> pointersTo(QByteArrayList& texts)
-{
-    std::vector<char*> pointers;
-    for (QByteArray& text : texts) {
-        pointers.push_back(text.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-QByteArray contentOf(const QByteArray& path)
-{
-    QFile file(QString::fromLatin1(path));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-QByteArray procFile(pid_t pid, const char* name)
-{
-    return contentOf("/proc/" + QByteArray::number(pid) + '/' + name);
-}
-
-/** A started process; it is ended and reaped with the object, and killed by the kernel should the test itself die. */
-class RealProcess
-{
-public:
-    explicit RealProcess(Start start) : commandLine(start.arguments.join('\0') + '\0')
-    {
-        const std::vector<char*> arguments = pointersTo(start.arguments);
-        const std::vector<char*> environment = pointersTo(start.environment);
-        const pid_t parent = getpid();
-        child = fork();
-        if (child == 0) {
-            const bool ready = chdir(start.directory.constData()) == 0 &&
-                               (start.user == geteuid() || (setgroups(0, nullptr) == 0 && setuid(start.user) == 0)) &&
-                               prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == parent;
-            if (ready) {
-                execve(start.program.constData(), arguments.data(), environment.data());
-            }
-            _exit(127);
-        }
-    }
-
-    RealProcess(const RealProcess&) = delete;
-    RealProcess& operator=(const RealProcess&) = delete;
-
-    ~RealProcess()
-    {
-        if (child > 0) {
-            kill(child, SIGKILL);
-            waitpid(child, nullptr, 0);
-        }
-    }
-
-    pid_t pid() const
-    {
-        return child;
-    }
-
-    /** Waits until the program runs: the kernel shows the new command line once all of the new image is in place. */
-    bool isUp() const
-    {
-        const QDeadlineTimer deadline(PATIENCE);
-        while (child > 0 && !hasEnded() && !deadline.hasExpired()) {
-            if (procFile(child, "cmdline") == commandLine) {
-                return true;
-            }
-            usleep(500);
-        }
-        return false;
-    }
-
-    bool hasEnded() const
-    {
-        siginfo_t information = {};
-        return waitid(P_PID, static_cast<id_t>(child), &information, WEXITED | WNOWAIT | WNOHANG) == 0 &&
-               information.si_pid == child;
-    }
-
-    /** Kills it without reaping it. */
-    bool becomeZombie() const
-    {
-        siginfo_t information = {};
-        return kill(child, SIGKILL) == 0 &&
-               waitid(P_PID, static_cast<id_t>(child), &information, WEXITED | WNOWAIT) == 0;
-    }
-
-private:
-    QByteArray commandLine;
-    pid_t child = -1;
-};
 
 struct Listed
 {
@@ -217,26 +89,6 @@ QByteArray nameOf(uid_t user)
     return entry == nullptr ? QByteArray::number(user) : QByteArray(entry->pw_name);
 }
 
-struct Outcome
-{
-    int status = -1;
-    QByteArray output;
-    QByteArray errors;
-};
-
-Outcome run(const QString& program, const QStringList& arguments)
-{
-    QProcess process;
-    process.start(program, arguments);
-    Outcome outcome;
-    if (process.waitForFinished(PATIENCE) && process.exitStatus() == QProcess::NormalExit) {
-        outcome.status = process.exitCode();
-    }
-    outcome.output = process.readAllStandardOutput();
-    outcome.errors = process.readAllStandardError();
-    return outcome;
-}
-
 QStringList withNamespace(const QStringList& command)
 {
     const QStringList asOrdinaryUser = geteuid() == 0 ? QStringList() : QStringList{"--map-root-user"};
@@ -273,33 +125,6 @@ int lookAtExactly(int count, const QByteArray& program)
     return 0;
 }
 
-/** Looks once when the C allocator has nothing left to give. */
-int lookWithoutMemory()
-{
-    const rlimit none = {0, 0};
-    if (setrlimit(RLIMIT_DATA, &none) != 0) {
-        return 1;
-    }
-    struct Block
-    {
-        Block* next;
-    };
-    Block* blocks = nullptr;
-    for (std::size_t size = 65536; size >= sizeof(Block); size /= 2) {
-        while (auto* block = static_cast<Block*>(std::malloc(size))) {
-            block->next = blocks;
-            blocks = block;
-        }
-    }
-    Pidrtsys* systems = reinterpret_cast<Pidrtsys*>(1);
-    const int found = pidrtsys(&systems);
-    while (blocks != nullptr) {
-        std::free(std::exchange(blocks, blocks->next));
-    }
-    printf("%d %s\n", found, systems == nullptr ? "null" : "array");
-    return 0;
-}
-
 } // namespace
 
 class TstPidrtsys : public QObject
@@ -309,6 +134,8 @@ class TstPidrtsys : public QObject
 private slots:
     void initTestCase();
     void cleanupTestCase();
+    void init();
+    void cleanup();
 
     void runningSystemIsListedWithItsPid();
     void versionIsTheLastComponentOfTavrin_data();
@@ -334,65 +161,38 @@ private slots:
 
     void noneRunningGivesNullAndZero();
     void countIsExact();
-    void blockIsReleasedByFree();
-    void blockIsReleasedByDelete();
-    void blockIsReleasedByArrayDelete();
     void callsLeaveNoDescriptorOpen();
 
-protected:
-    QByteArray copyOfSleep(const QByteArray& name) const;
-    Start systemStart() const;
-
 private:
-    std::unique_ptr<QTemporaryDir> directory;
-    QByteArray sleepProgram;
-};
-
-/** All of the above, and what cannot be seen where the sanitizer's allocator ends a process instead of returning null.
- */
-class TstPidrtsysWithPlainAllocator : public TstPidrtsys
-{
-    Q_OBJECT
-
-private slots:
-    void exhaustedMemoryGivesNullAndZero();
-    void failedAllocationGivesNullAndZero();
+    std::unique_ptr<SleepCopies> copies;
+    std::unique_ptr<MessageGuard> guard;
 };
 
 void TstPidrtsys::initTestCase()
 {
-    directory = std::make_unique<QTemporaryDir>();
-    QVERIFY2(directory->isValid(), qPrintable(directory->errorString()));
-    // Systems of other users are started from here, too.
-    QVERIFY(chmod(QFile::encodeName(directory->path()).constData(), 0755) == 0);
-    sleepProgram = QFile::encodeName(QStandardPaths::findExecutable("sleep"));
-    QVERIFY(!sleepProgram.isEmpty());
-    copyOfSleep("rtexec");
-    QVERIFY(QFile::exists(directory->filePath("rtexec")));
+    copies = std::make_unique<SleepCopies>();
 }
 
 void TstPidrtsys::cleanupTestCase()
 {
-    QVERIFY2(directory->remove(), qPrintable(directory->errorString()));
+    QCOMPARE(copies->remove(), QString());
 }
 
-QByteArray TstPidrtsys::copyOfSleep(const QByteArray& name) const
+void TstPidrtsys::init()
 {
-    const QString path = directory->filePath(QString::fromLatin1(name));
-    QFile::copy(QFile::decodeName(sleepProgram), path);
-    return QFile::encodeName(path);
+    guard = std::make_unique<MessageGuard>();
 }
 
-Start TstPidrtsys::systemStart() const
+void TstPidrtsys::cleanup()
 {
-    Start start;
-    start.program = QFile::encodeName(directory->filePath("rtexec"));
-    return start;
+    const QString complaint = guard->complaint();
+    guard.reset();
+    QCOMPARE(complaint, QString());
 }
 
 void TstPidrtsys::runningSystemIsListedWithItsPid()
 {
-    const RealProcess process(systemStart());
+    const RealProcess process(copies->systemStart());
     QVERIFY(process.isUp());
     const Listed record = recordOf(process);
     QCOMPARE(record.pid, process.pid());
@@ -426,7 +226,7 @@ void TstPidrtsys::versionIsTheLastComponentOfTavrin()
 {
     QFETCH(QByteArrayList, environment);
     QFETCH(QByteArray, version);
-    Start start = systemStart();
+    Start start = copies->systemStart();
     start.environment = environment;
     // An environment that can be read decides alone.
     start.arguments = QByteArrayList{"/opt/tavrin/1.0/bin/rtexec", "600"};
@@ -459,7 +259,7 @@ void TstPidrtsys::overLongVersionIsCutBetweenCharacters()
 {
     QFETCH(QByteArray, component);
     QFETCH(QByteArray, version);
-    Start start = systemStart();
+    Start start = copies->systemStart();
     start.environment = QByteArrayList{"TAVRIN=/opt/tavrin/" + component};
     const RealProcess process(start);
     QVERIFY(process.isUp());
@@ -471,7 +271,7 @@ void TstPidrtsys::overLongVersionIsCutBetweenCharacters()
 
 void TstPidrtsys::userNameIsTheOwners()
 {
-    const RealProcess process(systemStart());
+    const RealProcess process(copies->systemStart());
     QVERIFY(process.isUp());
     QCOMPARE(recordOf(process).userName, nameOf(geteuid()));
 }
@@ -482,7 +282,7 @@ void TstPidrtsys::userNameOfAnotherUserIsGiven()
         QSKIP("only root can start a system as another user");
     }
     QVERIFY(getpwuid(NOBODY) != nullptr);
-    Start start = systemStart();
+    Start start = copies->systemStart();
     start.user = NOBODY;
     const RealProcess process(start);
     QVERIFY(process.isUp());
@@ -498,7 +298,7 @@ void TstPidrtsys::userWithoutNameIsGivenAsNumber()
     while (getpwuid(unnamed) != nullptr) {
         ++unnamed;
     }
-    Start start = systemStart();
+    Start start = copies->systemStart();
     start.user = unnamed;
     const RealProcess process(start);
     QVERIFY(process.isUp());
@@ -508,10 +308,10 @@ void TstPidrtsys::userWithoutNameIsGivenAsNumber()
 void TstPidrtsys::workingDirectoryIsGivenByteForByte()
 {
     // Made and removed by the C functions: under the C locale Qt cannot spell this name.
-    const QByteArray name = QFile::encodeName(directory->path()) + "/salle d'\xc3\xa9t\xc3\xa9 \xce\xa9";
+    const QByteArray name = QFile::encodeName(copies->path()) + "/salle d'\xc3\xa9t\xc3\xa9 \xce\xa9";
     QVERIFY(mkdir(name.constData(), 0755) == 0);
     const auto remover = qScopeGuard([&name] { rmdir(name.constData()); });
-    Start start = systemStart();
+    Start start = copies->systemStart();
     start.directory = name;
     const RealProcess process(start);
     QVERIFY(process.isUp());
@@ -520,7 +320,7 @@ void TstPidrtsys::workingDirectoryIsGivenByteForByte()
 
 void TstPidrtsys::longestWorkingDirectoryIsGivenWhole()
 {
-    QByteArray path = QFile::encodeName(QFileInfo(directory->path()).canonicalFilePath());
+    QByteArray path = QFile::encodeName(QFileInfo(copies->path()).canonicalFilePath());
     constexpr int longest = 4095; // what the kernel takes and gives, and what the field holds beside its NUL
     while (path.size() < longest) {
         const int left = longest - path.size();
@@ -532,7 +332,7 @@ void TstPidrtsys::longestWorkingDirectoryIsGivenWhole()
         QVERIFY2(mkdir(path.constData(), 0755) == 0, strerror(errno));
     }
     QCOMPARE(path.size(), longest);
-    Start start = systemStart();
+    Start start = copies->systemStart();
     start.directory = path;
     const RealProcess process(start);
     QVERIFY(process.isUp());
@@ -543,7 +343,7 @@ void TstPidrtsys::longestWorkingDirectoryIsGivenWhole()
 
 void TstPidrtsys::unreadAreaIsZero()
 {
-    const RealProcess process(systemStart());
+    const RealProcess process(copies->systemStart());
     QVERIFY(process.isUp());
     Pidrtsys* systems = nullptr;
     const int count = pidrtsys(&systems);
@@ -578,13 +378,14 @@ void TstPidrtsys::hiddenEnvironmentLeavesTheProgramPath()
     if (geteuid() != 0) {
         QSKIP("only root can look as another user");
     }
-    Start start = systemStart();
+    Start start = copies->systemStart();
     start.arguments = QByteArrayList{firstArgument, "600"};
     start.environment = QByteArrayList{"TAVRIN=/opt/tavrin/7.7"};
     const RealProcess process(start);
     QVERIFY(process.isUp());
 
-    const Outcome outcome = run(QCoreApplication::applicationFilePath(), {"--look-as", QString::number(NOBODY)});
+    const HelperRun outcome =
+        runHelper(QCoreApplication::applicationFilePath(), {"--look-as", QString::number(NOBODY)});
     QCOMPARE(outcome.errors, QByteArray());
     QCOMPARE(outcome.status, 0);
     const Listed record = recordOf(process, outcome.output);
@@ -606,11 +407,11 @@ void TstPidrtsys::otherCommandNamesAreNotListed_data()
 void TstPidrtsys::otherCommandNamesAreNotListed()
 {
     QFETCH(QByteArray, name);
-    Start start = systemStart();
-    start.program = copyOfSleep(name);
+    Start start = copies->systemStart();
+    start.program = copies->add(name);
     start.arguments = QByteArrayList{"rtexec", "600"};
     const RealProcess other(start);
-    const RealProcess system(systemStart());
+    const RealProcess system(copies->systemStart());
     QVERIFY(other.isUp());
     QVERIFY(system.isUp());
     QCOMPARE(procFile(other.pid(), "comm"), name + '\n');
@@ -621,7 +422,7 @@ void TstPidrtsys::otherCommandNamesAreNotListed()
 
 void TstPidrtsys::commandNameCountsNotTheFirstArgument()
 {
-    Start start = systemStart();
+    Start start = copies->systemStart();
     start.arguments = QByteArrayList{"something else", "600"};
     const RealProcess process(start);
     QVERIFY(process.isUp());
@@ -630,8 +431,8 @@ void TstPidrtsys::commandNameCountsNotTheFirstArgument()
 
 void TstPidrtsys::zombieIsSkipped()
 {
-    const RealProcess living(systemStart());
-    const RealProcess ended(systemStart());
+    const RealProcess living(copies->systemStart());
+    const RealProcess ended(copies->systemStart());
     QVERIFY(living.isUp());
     QVERIFY(ended.isUp());
     QCOMPARE(recordOf(ended).pid, ended.pid());
@@ -647,7 +448,7 @@ void TstPidrtsys::recordsAreInPidOrder()
 {
     std::vector<std::unique_ptr<RealProcess>> processes;
     for (int number = 0; number < 4; ++number) {
-        Start start = systemStart();
+        Start start = copies->systemStart();
         start.environment = QByteArrayList{"TAVRIN=/opt/tavrin/5." + QByteArray::number(number)};
         processes.push_back(std::make_unique<RealProcess>(start));
         QVERIFY(processes.back()->isUp());
@@ -666,14 +467,14 @@ void TstPidrtsys::recordsAreInPidOrder()
 
 void TstPidrtsys::vanishingSystemsDoNoHarm()
 {
-    const RealProcess living(systemStart());
+    const RealProcess living(copies->systemStart());
     QVERIFY(living.isUp());
     const QByteArrayList lifetimes = {"0", "0.0005", "0.001", "0.002", "0.003"};
     int seenBriefly = 0;
     for (int round = 0; round < 30; ++round) {
         std::vector<std::unique_ptr<RealProcess>> brief;
         for (const QByteArray& lifetime : lifetimes) {
-            Start start = systemStart();
+            Start start = copies->systemStart();
             start.arguments = QByteArrayList{"rtexec", lifetime};
             brief.push_back(std::make_unique<RealProcess>(start));
         }
@@ -699,13 +500,12 @@ void TstPidrtsys::vanishingSystemsDoNoHarm()
 
 void TstPidrtsys::noneRunningGivesNullAndZero()
 {
-    const Outcome probe = run("unshare", withNamespace({"true"}));
+    const HelperRun probe = runHelper("unshare", withNamespace({"true"}));
     if (probe.status != 0) {
         QSKIP(("no process namespace can be made here: " + probe.errors).constData());
     }
-    const Outcome outcome =
-        run("unshare",
-            withNamespace({QCoreApplication::applicationFilePath(), "--look-at", "0", directory->filePath("rtexec")}));
+    const HelperRun outcome = runHelper(
+        "unshare", withNamespace({QCoreApplication::applicationFilePath(), "--look-at", "0", copies->path("rtexec")}));
     QCOMPARE(outcome.errors, QByteArray());
     QCOMPARE(outcome.output, QByteArray("0 null\n"));
     QCOMPARE(outcome.status, 0);
@@ -713,58 +513,23 @@ void TstPidrtsys::noneRunningGivesNullAndZero()
 
 void TstPidrtsys::countIsExact()
 {
-    const Outcome probe = run("unshare", withNamespace({"true"}));
+    const HelperRun probe = runHelper("unshare", withNamespace({"true"}));
     if (probe.status != 0) {
         QSKIP(("no process namespace can be made here: " + probe.errors).constData());
     }
-    const RealProcess outside(systemStart());
+    const RealProcess outside(copies->systemStart());
     QVERIFY(outside.isUp());
-    const Outcome outcome =
-        run("unshare",
-            withNamespace({QCoreApplication::applicationFilePath(), "--look-at", "3", directory->filePath("rtexec")}));
+    const HelperRun outcome = runHelper(
+        "unshare", withNamespace({QCoreApplication::applicationFilePath(), "--look-at", "3", copies->path("rtexec")}));
     QCOMPARE(outcome.errors, QByteArray());
     QCOMPARE(outcome.output, QByteArray("3 array\n"));
     QCOMPARE(outcome.status, 0);
 }
 
-void TstPidrtsys::blockIsReleasedByFree()
-{
-    const RealProcess process(systemStart());
-    QVERIFY(process.isUp());
-    Pidrtsys* systems = nullptr;
-    QVERIFY(pidrtsys(&systems) > 0);
-    QVERIFY(systems != nullptr);
-    std::free(systems); // a wrong release ends the process
-}
-
-void TstPidrtsys::blockIsReleasedByDelete()
-{
-    const RealProcess first(systemStart());
-    const RealProcess second(systemStart());
-    QVERIFY(first.isUp());
-    QVERIFY(second.isUp());
-    Pidrtsys* systems = nullptr;
-    QVERIFY(pidrtsys(&systems) > 1);
-    QVERIFY(systems != nullptr);
-    delete systems; // a wrong release ends the process
-}
-
-void TstPidrtsys::blockIsReleasedByArrayDelete()
-{
-    const RealProcess first(systemStart());
-    const RealProcess second(systemStart());
-    QVERIFY(first.isUp());
-    QVERIFY(second.isUp());
-    Pidrtsys* systems = nullptr;
-    QVERIFY(pidrtsys(&systems) > 1);
-    QVERIFY(systems != nullptr);
-    delete[] systems; // a wrong release ends the process
-}
-
 void TstPidrtsys::callsLeaveNoDescriptorOpen()
 {
-    const RealProcess living(systemStart());
-    const RealProcess ended(systemStart());
+    const RealProcess living(copies->systemStart());
+    const RealProcess ended(copies->systemStart());
     QVERIFY(living.isUp());
     QVERIFY(ended.isUp());
     QVERIFY(ended.becomeZombie());
@@ -777,40 +542,6 @@ void TstPidrtsys::callsLeaveNoDescriptorOpen()
     QCOMPARE(openDescriptors(), before);
 }
 
-void TstPidrtsysWithPlainAllocator::exhaustedMemoryGivesNullAndZero()
-{
-    const RealProcess process(systemStart());
-    QVERIFY(process.isUp());
-    const Outcome outcome = run(QCoreApplication::applicationFilePath(), {"--look-without-memory"});
-    QCOMPARE(outcome.errors, QByteArray());
-    QCOMPARE(outcome.output, QByteArray("0 null\n"));
-    QCOMPARE(outcome.status, 0);
-}
-
-void TstPidrtsysWithPlainAllocator::failedAllocationGivesNullAndZero()
-{
-#ifndef __SANITIZE_ADDRESS__
-    const RealProcess process(systemStart());
-    QVERIFY(process.isUp());
-    int successful = 0;
-    for (;; ++successful) {
-        Pidrtsys* systems = nullptr;
-        allocationsLeft = successful;
-        const int found = pidrtsys(&systems);
-        allocationsLeft = -1;
-        const auto release = qScopeGuard([&systems] { std::free(systems); });
-        if (found > 0) {
-            QVERIFY(systems != nullptr);
-            break;
-        }
-        QCOMPARE(found, 0);
-        QVERIFY(systems == nullptr);
-        QVERIFY(successful < 1000);
-    }
-    QVERIFY2(successful > 1, "the library was expected to need more than one allocation");
-#endif
-}
-
 int main(int argc, char* argv[])
 {
     const QByteArray task = argc > 1 ? argv[1] : "";
@@ -820,15 +551,8 @@ int main(int argc, char* argv[])
     if (task == "--look-at" && argc == 4) {
         return lookAtExactly(QByteArray(argv[2]).toInt(), argv[3]);
     }
-    if (task == "--look-without-memory") {
-        return lookWithoutMemory();
-    }
     QCoreApplication application(argc, argv);
-#ifdef __SANITIZE_ADDRESS__
     TstPidrtsys test;
-#else
-    TstPidrtsysWithPlainAllocator test;
-#endif
     return QTest::qExec(&test, argc, argv);
 }
 

@@ -1,13 +1,12 @@
 // The one door to other programs: pipeToSystemCommand() and systemCommandChain() with real programs. What a program
 // that could not be started is said to have died of is Qt's text, asked of a QProcess of the test's own. The limits of
 // 30 seconds are in tst_runner_slow.
-#include "fake_installation.h"
+#include "helper_run.h"
 #include "message_guard.h"
-#include "tavrin_update_bl.h"
 #include "test_main.h"
+#include "window_logic.h"
 
-#include <QProcess>
-#include <QSignalSpy>
+#include <QDir>
 #include <QTest>
 
 #include <csignal>
@@ -33,17 +32,11 @@ struct Outcome
     QString output;
 };
 
-// A business-logic object in window mode with what it shows.
-struct Window
+// A window run that starts programs.
+struct Window : WindowLogic
 {
-    explicit Window(bool verbose = false) : logic("tavrin_update"), progress(&logic, SIGNAL(appendProgress(QString)))
+    explicit Window(bool verbose = false) : WindowLogic(verbose ? verboseOptions() : quietOptions())
     {
-        qputenv("TAVRIN", installation.path().toUtf8());
-        Logic::CommandLineOptions options;
-        options.terminal = false;
-        options.showProposed = false;
-        options.verbose = verbose;
-        initialized = logic.initialize(options);
     }
 
     Outcome run(const QString& command, const QStringList& arguments, const QString& input = QString()) const
@@ -58,20 +51,7 @@ struct Window
     {
         return run("/bin/sh", {"-c", script}, input);
     }
-
-    FakeInstallation installation;
-    Logic logic;
-    QSignalSpy progress;
-    QString initialized;
 };
-
-QString startErrorOf(const QString& program)
-{
-    QProcess process;
-    process.start(program, QStringList());
-    process.waitForStarted();
-    return process.errorString();
-}
 
 } // namespace
 
@@ -191,8 +171,7 @@ void TstRunner::echoIsShownWhenVerbose()
     QFETCH(QString, line);
     const Window window(true);
     window.run(command, arguments);
-    QCOMPARE(window.progress.count(), 1);
-    QCOMPARE(window.progress.first().first().toString(), line);
+    QCOMPARE(window.events, QStringList{"log:" + line});
 }
 
 void TstRunner::nothingIsShownWhenNotVerbose()
@@ -201,7 +180,7 @@ void TstRunner::nothingIsShownWhenNotVerbose()
     window.shell("echo said; echo complained >&2");
     window.run("/nowhere/program", {});
     window.run("/nowhere/program", {}, "text");
-    QCOMPARE(window.progress.count(), 0);
+    QCOMPARE(window.events, QStringList());
 }
 
 void TstRunner::outputIsEmptiedBeforeTheEcho()
@@ -541,7 +520,7 @@ void TstRunner::chainShowsNothing()
     QByteArray output;
     QCOMPARE(window.logic.systemCommandChain("echo", {"a"}, "cat", {"-"}, output), QString());
     QCOMPARE(output, QByteArray("a\n"));
-    QCOMPARE(window.progress.count(), 0);
+    QCOMPARE(window.events, QStringList());
 }
 
 TAVRIN_TEST_MAIN(TstRunner)

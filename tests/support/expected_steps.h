@@ -1,0 +1,31 @@
+// The texts that a terminal run prints behind its list, step by step, for tests to compare whole outputs with. Where
+// they name a release, it is 5.9.
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+
+/** The search for running systems begins. */
+inline const QByteArray CHECK = "Check for running real time systems ...\n";
+
+/** The search and that it found nothing. */
+inline const QByteArray NO_CONFLICT = CHECK + "No running Tavrin Real Time System of version '5.9' detected.\n";
+
+inline const QByteArray QUESTION = "\nDo you wish to download and install these patches [y|n]?\n";
+inline const QByteArray DOWNLOAD = "Download patch files ...\n";
+inline const QByteArray APPLY = "\nApply patches to Tavrin installation ...\n\n";
+inline const QByteArray PAGE = "\nUpdate applied_patches.html ...\n";
+
+/** What follows the page's heading in a good run. */
+inline const QByteArray PAGE_DONE = "applied_patches.html updated\n\nYou may restart systems now\n";
+inline const QByteArray FINISH = PAGE + PAGE_DONE;
+
+/** What a dry run puts before its search for running systems, and what it shows after it. */
+inline const QByteArray STEPS_HEADING = "Steps that would be taken are:\n\n";
+inline const QByteArray DRY_STEPS = "Download and install patch files ...\n" + PAGE + "\nYou may restart systems now\n";
+
+/** All of a run up to its downloads, for patches P1, P2 ... that the list describes as "text". */
+QByteArray untilDownload(int count, const QByteArray& answer = "\n");
+
+/** What an installed archive adds; the members are named as below the installation. */
+QByteArray installing(const QByteArray& file, const QList<QByteArray>& members);

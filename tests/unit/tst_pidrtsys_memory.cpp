@@ -1,0 +1,210 @@
+// What becomes of the block of records that the stand-in library gives away: every way of releasing it works, and
+// without memory there is none. A plain allocator of this program's own can run dry at a chosen allocation; where the
+// C allocator has nothing left to give, a copy of this program looks.
+#include "helper_run.h"
+#include "message_guard.h"
+#include "pidrtsys.h"
+#include "real_process.h"
+
+#include <QtTest>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include <sys/resource.h>
+
+#ifndef __SANITIZE_ADDRESS__     // there the sanitizer's own operators must see how a block was made and released
+static int allocationsLeft = -1; // negative: no limit
+
+void* operator new(std::size_t size)
+{
+    void* block = allocationsLeft == 0 ? nullptr : std::malloc(size);
+    if (block == nullptr) {
+        throw std::bad_alloc();
+    }
+    allocationsLeft -= allocationsLeft > 0 ? 1 : 0;
+    return block;
+}
+
+void operator delete(void* block) noexcept
+{
+    std::free(block);
+}
+
+void operator delete(void* block, std::size_t) noexcept
+{
+    std::free(block);
+}
+#endif
+
+namespace {
+
+/** Looks once when the C allocator has nothing left to give. */
+int lookWithoutMemory()
+{
+    const rlimit none = {0, 0};
+    if (setrlimit(RLIMIT_DATA, &none) != 0) {
+        return 1;
+    }
+    struct Block
+    {
+        Block* next;
+    };
+    Block* blocks = nullptr;
+    for (std::size_t size = 65536; size >= sizeof(Block); size /= 2) {
+        while (auto* block = static_cast<Block*>(std::malloc(size))) {
+            block->next = blocks;
+            blocks = block;
+        }
+    }
+    Pidrtsys* systems = reinterpret_cast<Pidrtsys*>(1);
+    const int found = pidrtsys(&systems);
+    while (blocks != nullptr) {
+        std::free(std::exchange(blocks, blocks->next));
+    }
+    printf("%d %s\n", found, systems == nullptr ? "null" : "array");
+    return 0;
+}
+
+} // namespace
+
+class TstPidrtsysMemory : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void init();
+    void cleanup();
+
+    void blockIsReleasedByFree();
+    void blockIsReleasedByDelete();
+    void blockIsReleasedByArrayDelete();
+
+protected:
+    std::unique_ptr<SleepCopies> copies;
+
+private:
+    std::unique_ptr<MessageGuard> guard;
+};
+
+/** All of the above, and what cannot be seen where the sanitizer's allocator ends a process instead of returning null.
+ */
+class TstPidrtsysMemoryWithPlainAllocator : public TstPidrtsysMemory
+{
+    Q_OBJECT
+
+private slots:
+    void exhaustedMemoryGivesNullAndZero();
+    void failedAllocationGivesNullAndZero();
+};
+
+void TstPidrtsysMemory::initTestCase()
+{
+    copies = std::make_unique<SleepCopies>();
+}
+
+void TstPidrtsysMemory::cleanupTestCase()
+{
+    QCOMPARE(copies->remove(), QString());
+}
+
+void TstPidrtsysMemory::init()
+{
+    guard = std::make_unique<MessageGuard>();
+}
+
+void TstPidrtsysMemory::cleanup()
+{
+    const QString complaint = guard->complaint();
+    guard.reset();
+    QCOMPARE(complaint, QString());
+}
+
+void TstPidrtsysMemory::blockIsReleasedByFree()
+{
+    const RealProcess process(copies->systemStart());
+    QVERIFY(process.isUp());
+    Pidrtsys* systems = nullptr;
+    QVERIFY(pidrtsys(&systems) > 0);
+    QVERIFY(systems != nullptr);
+    std::free(systems); // a wrong release ends the process
+}
+
+void TstPidrtsysMemory::blockIsReleasedByDelete()
+{
+    const RealProcess first(copies->systemStart());
+    const RealProcess second(copies->systemStart());
+    QVERIFY(first.isUp());
+    QVERIFY(second.isUp());
+    Pidrtsys* systems = nullptr;
+    QVERIFY(pidrtsys(&systems) > 1);
+    QVERIFY(systems != nullptr);
+    delete systems; // a wrong release ends the process
+}
+
+void TstPidrtsysMemory::blockIsReleasedByArrayDelete()
+{
+    const RealProcess first(copies->systemStart());
+    const RealProcess second(copies->systemStart());
+    QVERIFY(first.isUp());
+    QVERIFY(second.isUp());
+    Pidrtsys* systems = nullptr;
+    QVERIFY(pidrtsys(&systems) > 1);
+    QVERIFY(systems != nullptr);
+    delete[] systems; // a wrong release ends the process
+}
+
+void TstPidrtsysMemoryWithPlainAllocator::exhaustedMemoryGivesNullAndZero()
+{
+    const RealProcess process(copies->systemStart());
+    QVERIFY(process.isUp());
+    const HelperRun outcome = runHelper(QCoreApplication::applicationFilePath(), {"--look-without-memory"});
+    QCOMPARE(outcome.errors, QByteArray());
+    QCOMPARE(outcome.output, QByteArray("0 null\n"));
+    QCOMPARE(outcome.status, 0);
+}
+
+void TstPidrtsysMemoryWithPlainAllocator::failedAllocationGivesNullAndZero()
+{
+#ifndef __SANITIZE_ADDRESS__
+    const RealProcess process(copies->systemStart());
+    QVERIFY(process.isUp());
+    int successful = 0;
+    for (;; ++successful) {
+        Pidrtsys* systems = nullptr;
+        allocationsLeft = successful;
+        const int found = pidrtsys(&systems);
+        allocationsLeft = -1;
+        const auto release = qScopeGuard([&systems] { std::free(systems); });
+        if (found > 0) {
+            QVERIFY(systems != nullptr);
+            break;
+        }
+        QCOMPARE(found, 0);
+        QVERIFY(systems == nullptr);
+        QVERIFY(successful < 1000);
+    }
+    QVERIFY2(successful > 1, "the library was expected to need more than one allocation");
+#endif
+}
+
+int main(int argc, char* argv[])
+{
+    if (argc > 1 && qstrcmp(argv[1], "--look-without-memory") == 0) {
+        return lookWithoutMemory();
+    }
+    QCoreApplication application(argc, argv);
+#ifdef __SANITIZE_ADDRESS__
+    TstPidrtsysMemory test;
+#else
+    TstPidrtsysMemoryWithPlainAllocator test;
+#endif
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_pidrtsys_memory.moc"

@@ -6,9 +6,11 @@
 #include "tavrin_update_systeminfo.h"
 
 #include <QCoreApplication>
+#include <QPointer>
 #include <QSet>
 #include <QTimer>
 #include <QUrl>
+#include <QVector>
 #include <QXmlStreamReader>
 
 #include <cstdlib>
@@ -17,6 +19,24 @@ namespace {
 
 // Set on the reply of a list request that a later one has replaced.
 const char SUPERSEDED_PROPERTY[] = "superseded";
+
+// A run often ends with exit() while a manager's own thread still works on other replies. The thread has to end before
+// exit() takes down what it uses, or the process crashes now and then instead of giving its status.
+void stopNetworkThreadsAtExit(QNetworkAccessManager& manager)
+{
+    static QVector<QPointer<QNetworkAccessManager>> managers;
+    static const int registration = std::atexit([] {
+        for (const auto& used : qAsConst(managers)) {
+            if (used) {
+                used->clearConnectionCache();
+            }
+        }
+    });
+    Q_UNUSED(registration)
+    if (!managers.contains(&manager)) {
+        managers.append(&manager);
+    }
+}
 
 } // namespace
 
@@ -51,6 +71,7 @@ void TavrinUpdateBusinessLogic::requestUpdatesList()
 
 QNetworkReply* TavrinUpdateBusinessLogic::sendRequest(QNetworkAccessManager& manager, const QUrl& url)
 {
+    stopNetworkThreadsAtExit(manager);
     QNetworkReply* reply = manager.get(QNetworkRequest(url));
     if (reply->isFinished() && reply->error() == QNetworkReply::ProtocolInvalidOperationError) {
         // Qt refuses a file URL that names a host at once, and its manager never says that the reply is finished.

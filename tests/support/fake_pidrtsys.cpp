@@ -3,15 +3,19 @@
 // separated by tabs. A field "@fill:c" is filled with the character c to its last byte, without a NUL. A first line
 // "#null N" stores a null array and returns N; "#count N" returns N, at most their number, with the array of the lines
 // after it. Without the variable, the file or a line in it there are no systems. Each call appends a line "call" to
-// FAKE_PIDRTSYS_LOG. A test that changes the file while the program runs replaces it by renaming; a line that cannot be
-// read is fatal.
+// FAKE_PIDRTSYS_LOG. When the process ends, the number of network threads that still run is written to
+// FAKE_PIDRTSYS_THREADS. A test that changes the file while the program runs replaces it by renaming; a line that
+// cannot be read is fatal.
 #include "pidrtsys.h"
 
 #include <charconv>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -102,6 +106,32 @@ void logCall()
     if (!log) {
         fail(std::string("cannot write ") + name);
     }
+}
+
+int networkThreads()
+{
+    int count = 0;
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string name;
+        std::getline(std::ifstream(thread.path() / "comm"), name);
+        count += name.find("QNetworkAccess") == 0 ? 1 : 0;
+    }
+    return count;
+}
+
+// Runs when exit() has called the program's own handlers and takes the libraries down. A thread that has ended needs a
+// moment until the kernel no longer lists it.
+__attribute__((destructor)) void logNetworkThreads()
+{
+    const char* name = std::getenv("FAKE_PIDRTSYS_THREADS");
+    if (name == nullptr) {
+        return;
+    }
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (networkThreads() > 0 && std::chrono::steady_clock::now() < limit) {
+        std::this_thread::yield();
+    }
+    std::ofstream(name) << networkThreads();
 }
 
 } // namespace

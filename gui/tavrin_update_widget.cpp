@@ -47,17 +47,20 @@ public:
 
     bool eventFilter(QObject* watched, QEvent* event) override
     {
-        if (event->type() == QEvent::FocusIn) {
+        if (event->type() == QEvent::FocusIn || event->type() == QEvent::MouseButtonPress) {
             walking = false;
         }
         if (event->type() != QEvent::KeyPress) {
             return false;
         }
-        const int key = static_cast<QKeyEvent*>(event)->key();
-        if (key != Qt::Key_Tab && key != Qt::Key_Backtab) {
+        const auto* press = static_cast<QKeyEvent*>(event);
+        const bool isTab = press->key() == Qt::Key_Tab || press->key() == Qt::Key_Backtab;
+        if (!isTab || (press->modifiers() & ~Qt::ShiftModifier) != 0) {
+            walking = false;
             return false;
         }
-        table->setTabKeyNavigation(!leavesTable(key == Qt::Key_Tab));
+        const bool forward = press->key() == Qt::Key_Tab && (press->modifiers() & Qt::ShiftModifier) == 0;
+        table->setTabKeyNavigation(!leavesTable(forward));
         watched->event(event);
         table->setTabKeyNavigation(true);
         walkedTo = table->currentIndex();
@@ -81,11 +84,34 @@ private:
     bool walking = false;
 };
 
+/** Hands Meta+Q on to the window, which quits: a field that can be edited would take it for the letter. */
+class QuitKeyPassage : public QObject
+{
+public:
+    explicit QuitKeyPassage(QLineEdit* field) : QObject(field)
+    {
+        field->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        Q_UNUSED(watched)
+        if (event->type() != QEvent::KeyPress) {
+            return false;
+        }
+        const auto* press = static_cast<QKeyEvent*>(event);
+        if (press->key() != Qt::Key_Q || (press->modifiers() & Qt::MetaModifier) == 0) {
+            return false;
+        }
+        event->ignore();
+        return true;
+    }
+};
+
 /** The label that shows a description in its row of the tree. */
 QLabel* newDescriptionLabel(const QString& description)
 {
     auto* label = new QLabel(description);
-    label->setTextFormat(Qt::PlainText); // "<stdio.h>" in a description is no markup
     label->setContentsMargins(0, 4, 0, 4);
     label->setWordWrap(true);
     return label;
@@ -127,6 +153,7 @@ TavrinUpdateWidget::TavrinUpdateWidget(TavrinUpdateBusinessLogic& businessLogic,
     connect(&logic, SIGNAL(processFailed(const QString&)), this, SLOT(presentErrorMessage(const QString&)));
 
     new TabKeyExit(ui->rtsTableWidget);
+    new QuitKeyPassage(ui->urlLineEdit);
     nameForAssistiveTechnology();
 }
 

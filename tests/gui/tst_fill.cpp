@@ -14,8 +14,6 @@
 #include <QTest>
 #include <QTreeWidget>
 
-#include <ctime>
-
 namespace {
 
 enum Applied
@@ -97,6 +95,17 @@ QStringList describe(QTreeWidget* tree)
     for (int i = 0; i < tree->topLevelItemCount(); ++i) {
         QTreeWidgetItem* item = tree->topLevelItem(i);
         const auto* label = qobject_cast<QLabel*>(tree->itemWidget(item, 2));
+        const bool isCurrent = tree->currentItem() == item;
+        const QMargins margins = label->contentsMargins();
+        lines << QStringLiteral("flags %1 current %2 format %3 wrap %4 in viewport %5 margins %6 %7 %8")
+                     .arg(int(item->flags()))
+                     .arg(isCurrent)
+                     .arg(label->textFormat())
+                     .arg(label->wordWrap())
+                     .arg(label->parentWidget() == tree->viewport())
+                     .arg(margins.left())
+                     .arg(margins.right())
+                     .arg(margins.bottom());
         lines << QStringLiteral("%1|%2|%3 of %4 columns, type %5, label '%6' at %7 visible %8, margins %9")
                      .arg(item->text(0), item->text(1), item->text(2))
                      .arg(item->columnCount())
@@ -145,7 +154,6 @@ private slots:
     void cleanup();
     void treeIsThatOfThePlainLoop_data();
     void treeIsThatOfThePlainLoop();
-    void timeGrowsWithTheLength();
 
 private:
     MessageGuard* guard = nullptr;
@@ -228,29 +236,6 @@ void TstFill::treeIsThatOfThePlainLoop()
     QCoreApplication::processEvents();
     QCOMPARE(describe(quick.tree), describe(plain.tree));
     QCOMPARE(itemPlaces(quick.tree), itemPlaces(plain.tree));
-}
-
-void TstFill::timeGrowsWithTheLength()
-{
-    // Eight times the patches take about eight times as long; in the plain loop it is more than sixty times.
-    const auto cost = [](int count) {
-        TavrinUpdateBusinessLogic logic("tavrin_update");
-        addPatches(logic, count, Some, false);
-        Window window(logic);
-        window.window.show();
-        QCoreApplication::processEvents();
-        const std::clock_t start = std::clock();
-        for (const char* slot : {"populateUpdateList", "refreshPatchStatus", "populateUpdateList"}) {
-            QMetaObject::invokeMethod(window.widget, slot);
-            QCoreApplication::processEvents();
-        }
-        window.window.resize(800, 900);
-        QCoreApplication::processEvents();
-        return double(std::clock() - start);
-    };
-    const double few = cost(1000);
-    const double many = cost(8000);
-    QVERIFY2(many < 15 * few, qPrintable(QString("%1 times as long").arg(many / few)));
 }
 
 TAVRIN_GUI_TEST_MAIN(TstFill)

@@ -353,6 +353,12 @@ void TstForm::layoutHasItsMargins()
         QCOMPARE(layout->contentsMargins(), ofChild.contentsMargins());
         QCOMPARE(layout->spacing(), ofChild.spacing());
     }
+    for (const QLayout* layout :
+         QList<const QLayout*>{form.verticalLayout_4, form.horizontalLayout, form.horizontalLayout_2}) {
+        QCOMPARE(layout->contentsMargins(), QMargins(0, 0, 0, 0)); // what a layout inside a layout has by itself
+        QCOMPARE(layout->spacing(), ofChild.spacing());
+    }
+    QCOMPARE(form.verticalLayout_5->spacing(), ofChild.spacing());
     QCOMPARE(form.horizontalSpacer->sizeHint(), QSize(17, 17));
     QCOMPARE(form.horizontalSpacer->sizePolicy(), QSizePolicy(QSizePolicy::Expanding, QSizePolicy::Minimum));
     QCOMPARE(form.horizontalLayout_2->itemAt(1), static_cast<QLayoutItem*>(form.horizontalSpacer));

@@ -31,7 +31,6 @@ private slots:
     void titleIsThatOfTheBusinessLogic();
     void anotherLanguageReplacesTheTexts();
     void patchesAreListed();
-    void descriptionIsNoMarkup();
     void trialPatchShowsOnlyAlone_data();
     void trialPatchShowsOnlyAlone();
     void newListReplacesTheFormer();
@@ -187,16 +186,6 @@ void TstWidget::patchesAreListed()
     QVERIFY(label->wordWrap());
     QVERIFY(label->isVisible());
     QVERIFY(scene->applyButton->isEnabled());
-}
-
-void TstWidget::descriptionIsNoMarkup()
-{
-    scene->open();
-    scene->logic.addPatchToList("P1", "P1 1 Jan 2020", false, "P1.tar", "<b>Corrects</b> <stdio.h>");
-    scene->populate();
-    const auto* label = qobject_cast<QLabel*>(scene->tree->itemWidget(scene->tree->topLevelItem(0), 2));
-    QCOMPARE(label->text(), QString("<b>Corrects</b> <stdio.h>"));
-    QCOMPARE(label->textFormat(), Qt::PlainText);
 }
 
 void TstWidget::trialPatchShowsOnlyAlone_data()

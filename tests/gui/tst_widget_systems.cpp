@@ -332,6 +332,7 @@ void TstWidgetSystems::applyAsksWhileAConflictingSystemRuns()
                                   "Proceed anyways?"));
     QCOMPARE(dialog.icon, QMessageBox::Warning);
     QCOMPARE(dialog.buttons, QMessageBox::Yes | QMessageBox::Cancel);
+    QVERIFY(!dialog.hasDefaultButton);
     QCOMPARE(dialog.parent, static_cast<QWidget*>(scene->widget.get()));
     QTEST(scene->progress->toPlainText(), "progress");
 }

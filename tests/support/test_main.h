@@ -10,6 +10,24 @@
 #include <QTest>
 
 #include <cstdio>
+#include <cstdlib>
+
+/** Whether QTest has come to its end; read when the process ends. */
+inline bool& testsAreFinished()
+{
+    static bool finished = false;
+    return finished;
+}
+
+/** Fails a test program that the code under test ends with exit(), which would otherwise pass with what it did not
+ * test. */
+inline void failWithoutResults()
+{
+    if (!testsAreFinished()) {
+        std::fputs("FAIL!  : the code under test ended the test program\n", stderr);
+        std::_Exit(1);
+    }
+}
 
 #define TAVRIN_TEST_MAIN_WITH(Application, TestClass, enterPlace)                                                      \
     int main(int argc, char** argv)                                                                                    \
@@ -22,7 +40,11 @@
         }                                                                                                              \
         Application app(argc, argv);                                                                                   \
         TestClass test;                                                                                                \
-        return QTest::qExec(&test, argc, argv);                                                                        \
+        testsAreFinished() = false;                                                                                    \
+        std::atexit(failWithoutResults);                                                                               \
+        const int failures = QTest::qExec(&test, argc, argv);                                                          \
+        testsAreFinished() = true;                                                                                     \
+        return failures;                                                                                               \
     }
 
 #define TAVRIN_TEST_MAIN(TestClass) TAVRIN_TEST_MAIN_WITH(QCoreApplication, TestClass, enterPrivateOpt(&error))

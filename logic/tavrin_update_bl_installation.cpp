@@ -55,11 +55,12 @@ bool startsInLowerCaseWith(const QString& name, const QString& key)
 {
     const int length = qMin(name.length(), key.length());
     for (int i = 0; i < length; ++i) {
-        const QChar letter = name.at(i);
-        if (letter.unicode() >= 0x80) {
+        const ushort letter = name.at(i).unicode();
+        if (letter >= 0x80) {
             return name.toLower().startsWith(key);
         }
-        if (letter.toLower() != key.at(i)) {
+        const bool isUpper = letter >= 'A' && letter <= 'Z';
+        if ((isUpper ? letter - 'A' + 'a' : letter) != key.at(i).unicode()) {
             return false;
         }
     }

@@ -38,6 +38,8 @@ private slots:
     void applyWithoutConflictAsksNothing();
     void tabKeyLeavesTheTable();
     void refreshDoesNotTrapTheTabKey();
+    void tabKeyWalksOnFromACellChosenAnew();
+    void tabKeyWithControlIsLeftToTheTable();
 
 private:
     std::unique_ptr<MessageGuard> guard;
@@ -393,6 +395,39 @@ void TstWidgetSystems::refreshDoesNotTrapTheTabKey()
     QCOMPARE(scene->table->currentColumn(), 0);
     QTest::keyClick(scene->table, Qt::Key_Tab);
     QVERIFY(!scene->table->hasFocus());
+}
+
+void TstWidgetSystems::tabKeyWalksOnFromACellChosenAnew()
+{
+    scene->systems.set(RunningSystems::system("5.9"));
+    scene->open();
+    QVERIFY(QTest::qWaitForWindowActive(scene->widget.get()));
+    scene->refreshTable();
+    scene->table->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(scene->table, Qt::Key_Tab);
+    scene->refreshTable();
+    QTest::keyClick(scene->table, Qt::Key_Right);
+    QCOMPARE(scene->table->currentColumn(), 1);
+    QTest::keyClick(scene->table, Qt::Key_Tab);
+    QVERIFY(scene->table->hasFocus());
+    QCOMPARE(scene->table->currentColumn(), 2);
+}
+
+void TstWidgetSystems::tabKeyWithControlIsLeftToTheTable()
+{
+    scene->systems.set(RunningSystems::system("5.7"));
+    scene->open();
+    QVERIFY(QTest::qWaitForWindowActive(scene->widget.get()));
+    scene->refreshTable();
+    scene->table->setFocus(Qt::TabFocusReason);
+    scene->table->setCurrentCell(0, 4);
+    QTableWidget bare(1, 5);
+    bare.setCurrentCell(0, 4);
+    for (QTableWidget* table : {&bare, scene->table}) {
+        QTest::keyClick(table, Qt::Key_Tab, Qt::ControlModifier);
+    }
+    QCOMPARE(scene->table->currentColumn(), bare.currentColumn());
+    QVERIFY(bare.currentColumn() != 4);
 }
 
 TAVRIN_GUI_TEST_MAIN(TstWidgetSystems)

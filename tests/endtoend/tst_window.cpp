@@ -366,7 +366,7 @@ void TstWindow::everyWayOutEndsWithStatusZero_data()
     QTest::addColumn<bool>("downloading");
 
     for (const char* way : {"Ctrl+Q", "Meta+Q", "Ctrl+Q in the address", "Meta+Q in the address", "Quit by mouse",
-                            "Quit by keyboard", "Done by mouse", "Done by keyboard"}) {
+                            "Quit by keyboard", "Done by mouse", "Done by keyboard", "closed in its frame"}) {
         QTest::addRow("%s", way) << QString(way) << false;
         QTest::addRow("%s in the middle of a download", way) << QString(way) << true;
     }
@@ -397,7 +397,9 @@ void TstWindow::everyWayOutEndsWithStatusZero()
     if (way.endsWith("in the address")) {
         desk.display.click(desk.window, ADDRESS_FIELD);
     }
-    if (way == "Done by mouse") {
+    if (way == "closed in its frame") {
+        desk.display.close(desk.window);
+    } else if (way == "Done by mouse") {
         desk.display.click(desk.window, DONE_BUTTON);
     } else if (way == "Done by keyboard") {
         desk.display.click(desk.window, PROGRESS_TEXT);

@@ -13,6 +13,8 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <X11/Xlib.h> // last, because of its macros
+
 namespace {
 
 const QString SOCKET_FOLDER = QStringLiteral("/tmp/.X11-unix");
@@ -131,6 +133,22 @@ void VirtualDisplay::click(const QString& window, QPoint place)
     const int y = place.y() < 0 ? size.height() + place.y() : place.y();
     act({QStringLiteral("mousemove"), QStringLiteral("--window"), window, QString::number(x), QString::number(y),
          QStringLiteral("click"), QStringLiteral("1")});
+}
+
+void VirtualDisplay::close(const QString& window)
+{
+    ::Display* connection = XOpenDisplay(displayName.toLatin1().constData());
+    if (connection == nullptr) {
+        qFatal("cannot open the display %s", qUtf8Printable(displayName));
+    }
+    XEvent request = {};
+    request.xclient.type = ClientMessage;
+    request.xclient.window = window.toULong();
+    request.xclient.message_type = XInternAtom(connection, "WM_PROTOCOLS", False);
+    request.xclient.format = 32;
+    request.xclient.data.l[0] = static_cast<long>(XInternAtom(connection, "WM_DELETE_WINDOW", False));
+    XSendEvent(connection, request.xclient.window, False, NoEventMask, &request);
+    XCloseDisplay(connection); // sends what is still on its way
 }
 
 QByteArray VirtualDisplay::picture(const QRect& part) const

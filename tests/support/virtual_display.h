@@ -1,6 +1,7 @@
 // An X server of a test's own that nobody sees, and a user in front of it: windows are found, keys and the mouse
 // pressed from outside, through xdotool, and what the screen shows is read from the server's memory. There is no window
-// manager, so a window stands where it likes and gets the keys only because they are meant for it.
+// manager, so a window stands where it likes and gets the keys only because they are meant for it; a request to close
+// comes from here.
 #pragma once
 
 #include "program_run.h"
@@ -40,6 +41,9 @@ public:
 
     /** Clicks into a window; a negative coordinate counts from its right or lower edge. */
     void click(const QString& window, QPoint place);
+
+    /** Asks a window to close, as a window manager does when the cross in its frame is pressed. */
+    void close(const QString& window);
 
     /** The pixels of a part of the screen, to compare with others. */
     QByteArray picture(const QRect& part) const;

@@ -68,12 +68,13 @@ bool startsInLowerCaseWith(const QString& name, const QString& key)
 }
 
 // All downloads are in flight at once, and a local one holds its file open from the start: a thousand of them would not
-// fit into the usual limit. Where it cannot be raised, the download that finds no room says so.
-void allowManyOpenFiles()
+// fit into the usual limit. Raised by no more than they need, since the programs started later inherit it. Where it
+// cannot be raised, the download that finds no room says so.
+void allowMoreOpenFiles(rlim_t count)
 {
     rlimit limit = {};
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        limit.rlim_cur = limit.rlim_max;
+        limit.rlim_cur += std::min(count, limit.rlim_max - limit.rlim_cur);
         setrlimit(RLIMIT_NOFILE, &limit);
     }
 }
@@ -100,7 +101,7 @@ void TavrinUpdateBusinessLogic::beginDownload()
 {
     presentText(options.showProposed ? tr("Download and install patch files ...\n") : tr("Download patch files ...\n"));
     downloadReplies.clear();
-    allowManyOpenFiles();
+    allowMoreOpenFiles(static_cast<rlim_t>(patches.count()));
     while (nextPatch()) {
         if (options.apply && !patchIsInstalled()) {
             downloadReplies.append(sendRequest(downloadManager, QUrl(currentUrl + getTarFileName())));

@@ -9,10 +9,13 @@
 #include "test_main.h"
 
 #include <QPointer>
+#include <QScopeGuard>
 #include <QTest>
 
 #include <algorithm>
 #include <memory>
+
+#include <sys/resource.h>
 
 using Answer = FakePatchServer::Answer;
 
@@ -39,6 +42,7 @@ private slots:
     void installationFollowsTheListNotTheDownloads();
     void downloadsCanBeStartedAgain();
     void localSourceIsReadTheSameWay();
+    void localFilesMayBeMoreThanTheUsualLimitOfOpenFiles();
     void overriddenReleaseKeepsItsPage();
     void repliesFromElsewhereCountOnlyWhenNoneIsOut();
     void repliesAreReleased_data();
@@ -355,6 +359,36 @@ void TstDownloads::localSourceIsReadTheSameWay()
     QCOMPARE(contentOf(window.installation.path("patches/P1.tar")), QByteArray("one"));
     QCOMPARE(contentOf(window.installation.path("patches/P 2.tar")), QByteArray("two"));
     QCOMPARE(contentOf(source.filePath("P1.tar")), QByteArray("one"));
+}
+
+void TstDownloads::localFilesMayBeMoreThanTheUsualLimitOfOpenFiles()
+{
+    const int patches = 150;
+    const QTemporaryDir source;
+    rlimit usual = {};
+    QCOMPARE(getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const auto restored = qScopeGuard([&usual] { setrlimit(RLIMIT_NOFILE, &usual); });
+    rlimit low = usual;
+    low.rlim_cur = 100;
+    QCOMPARE(setrlimit(RLIMIT_NOFILE, &low), 0);
+
+    DownloadWindow window("file://" + source.path());
+    QStringList expected{START};
+    for (int i = 1; i <= patches; ++i) {
+        const QString archive = QStringLiteral("P%1.zip").arg(i); // of no known kind, so nothing is started for it
+        writeTestFile(source.filePath(archive), "content of " + archive.toUtf8());
+        window.list(archive);
+        expected << downloaded(archive);
+    }
+    window.logic.applyPatches();
+    QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
+    QCOMPARE(window.events.mid(0, patches + 1), expected);
+    QCOMPARE(contentOf(window.installation.path("patches/P150.zip")), QByteArray("content of P150.zip"));
+
+    // The programs started later inherit the limit, so it grows by no more than was needed.
+    rlimit raised = {};
+    QCOMPARE(getrlimit(RLIMIT_NOFILE, &raised), 0);
+    QCOMPARE(raised.rlim_cur, low.rlim_cur + patches);
 }
 
 void TstDownloads::overriddenReleaseKeepsItsPage()

@@ -3,9 +3,11 @@
 #include "expected_report.h"
 #include "expected_steps.h"
 #include "fake_installation.h"
+#include "fake_patch_server.h"
 #include "message_guard.h"
 #include "numbered_patches.h"
 #include "program_run.h"
+#include "test_files.h"
 #include "test_main.h"
 
 #include <QDir>
@@ -29,6 +31,7 @@ private slots:
     void pathsBeyondAsciiWork();
     void terminalRunNeedsNoDisplay_data();
     void terminalRunNeedsNoDisplay();
+    void terminalRunLoadsNoPlugins();
     void listingWithoutTerminalOptionNeedsADisplay_data();
     void listingWithoutTerminalOptionNeedsADisplay();
     void listingWithADisplayOpensNoWindow_data();
@@ -165,6 +168,23 @@ void TstListingSurroundings::terminalRunNeedsNoDisplay()
 
     const ProgramRun run = Program().tavrin(installation.path()).run(options + QStringList{source.url()});
     compareRun(run, 0, reportOf("5.9", patchesOf(1)));
+}
+
+// Those for networks would have it watch the network interfaces, over D-Bus and with threads of their own.
+void TstListingSurroundings::terminalRunLoadsNoPlugins()
+{
+    const FakeInstallation installation;
+    FakePatchServer server;
+    server.answer("/", FakePatchServer::Answer::body(PatchPage().html()).held());
+    Program program;
+    const std::unique_ptr<ProgramSession> session =
+        program.tavrin(installation.path()).start({"-t", "-l", server.url()});
+    QTRY_COMPARE(server.requestedPaths(), QList<QByteArray>{"/"});
+    const QByteArray loaded = contentOf(QStringLiteral("/proc/%1/maps").arg(session->processId()));
+    QVERIFY2(loaded.contains("/libQt5Network.so"), loaded.constData());
+    QVERIFY2(!loaded.contains("/plugins/"), loaded.constData());
+    server.release("/");
+    compareRun(session->finish(), 0, reportOf("5.9"));
 }
 
 void TstListingSurroundings::listingWithoutTerminalOptionNeedsADisplay_data()

@@ -73,6 +73,7 @@ private slots:
     void overridingReleaseDecides_data();
     void overridingReleaseDecides();
     void systemsAreAskedForOnceAtTheStart();
+    void checkIsShownBeforeTheDownloadsEnd();
 
 private:
     QScopedPointer<MessageGuard> guard;
@@ -263,6 +264,27 @@ void TstRunningSystems::systemsAreAskedForOnceAtTheStart()
     server.release("/");
     compareRun(session->finish(), 0, dryRun("5.9", notRunning("5.9")));
     QCOMPARE(program.runningSystemQueries(), 1);
+}
+
+// Also where standard output is a file or a pipe, which would hold it back.
+void TstRunningSystems::checkIsShownBeforeTheDownloadsEnd()
+{
+    FakeInstallation installation;
+    installation.withTools();
+    FakePatchServer server;
+    server.answer("/", FakePatchServer::Answer::body(PatchPage().entry("P1", "1 May", "text", "P1.tar").html()));
+    server.answer("/P1.tar",
+                  FakePatchServer::Answer::body(archiveOf(installation.path("patched/P1"), QByteArray())).held());
+
+    Program program;
+    const std::unique_ptr<ProgramSession> session =
+        program.tavrin(installation.path()).start({"-t", "-Q", server.url()});
+    QTRY_COMPARE(server.requestedPaths(), (QList<QByteArray>{"/", "/P1.tar"}));
+    const QByteArray shown = reportOf("5.9", {{"P1", "text"}}) + CHECK + notRunning("5.9");
+    QVERIFY2(session->waitForOutput(shown), session->output());
+    server.release("/P1.tar");
+    compareRun(session->finish(), 0,
+               shown + DOWNLOAD + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + FINISH);
 }
 
 TAVRIN_TEST_MAIN(TstRunningSystems)

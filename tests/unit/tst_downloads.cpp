@@ -32,6 +32,8 @@ private slots:
     void nothingHappensWhenEverythingIsApplied();
     void nothingHappensWithoutLeaveToDoAnything();
     void dryRunShowsItsStepsOnly();
+    void headingGoesByTheDryRunAlone_data();
+    void headingGoesByTheDryRunAlone();
     void addressIsTheUrlWithTheNameBehindIt_data();
     void addressIsTheUrlWithTheNameBehindIt();
     void fileIsStoredUnderTheDecodedLastPart_data();
@@ -41,6 +43,7 @@ private slots:
     void largeBodyIsStoredWhole();
     void installationFollowsTheListNotTheDownloads();
     void downloadsCanBeStartedAgain();
+    void secondQueueDoesNotWaitForTheFirst();
     void localSourceIsReadTheSameWay();
     void localFilesMayBeMoreThanTheUsualLimitOfOpenFiles();
     void overriddenReleaseKeepsItsPage();
@@ -173,6 +176,36 @@ void TstDownloads::dryRunShowsItsStepsOnly()
     QCOMPARE(window.tools.callLines(), QStringList());
     QCOMPARE(window.installation.tree(), before);
     QCOMPARE(window.logic.getPatchName(), QString(" ")); // the walk ran to its end
+}
+
+void TstDownloads::headingGoesByTheDryRunAlone_data()
+{
+    QTest::addColumn<bool>("apply");
+    QTest::addColumn<bool>("showProposed");
+    QTest::addColumn<QString>("heading");
+
+    QTest::newRow("neither") << false << false << START;
+    QTest::newRow("leave to apply") << true << false << START;
+    QTest::newRow("dry run") << false << true << "log:Download and install patch files ...";
+    QTest::newRow("both") << true << true << "log:Download and install patch files ...";
+}
+
+void TstDownloads::headingGoesByTheDryRunAlone()
+{
+    QFETCH(bool, apply);
+    QFETCH(bool, showProposed);
+    QFETCH(QString, heading);
+    FakePatchServer server;
+    server.answer("/5.9/P1.tar", Answer::body("one"));
+    WindowLogic::CommandLineOptions options = downloadOptions(server.url("/5.9/"));
+    options.apply = apply;
+    options.showProposed = showProposed;
+    DownloadWindow window(options);
+    window.list("P1.tar");
+    window.logic.beginDownload();
+    QCOMPARE(window.events, QStringList{heading});
+    QCoreApplication::processEvents();
+    QTRY_COMPARE(server.requestedPaths().size(), apply ? 1 : 0);
 }
 
 void TstDownloads::addressIsTheUrlWithTheNameBehindIt_data()
@@ -341,6 +374,30 @@ void TstDownloads::downloadsCanBeStartedAgain()
     window.logic.applyPatches();
     QCoreApplication::processEvents();
     QCOMPARE(window.events, QStringList{START});
+}
+
+// As when the button is pressed again during the downloads.
+void TstDownloads::secondQueueDoesNotWaitForTheFirst()
+{
+    FakePatchServer server;
+    server.answer("/slow/P1.tar", Answer::body("slow").held());
+    server.answer("/quick/P1.tar", Answer::body("quick"));
+    DownloadWindow window(server.url("/slow/"));
+    window.list("P1.tar");
+    window.logic.applyPatches();
+    QTRY_COMPARE(server.requestedPaths(), QList<QByteArray>{"/slow/P1.tar"});
+    QCOMPARE(window.logic.validateCurrentUrl(server.url("/quick/")), QString());
+    window.logic.applyPatches();
+    QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
+    QCOMPARE(window.events, (QStringList{START, START, downloaded("P1.tar"), APPLY, installed("P1.tar")} + FINISH));
+    QCOMPARE(contentOf(window.installation.path("patches/P1.tar")), QByteArray("quick"));
+
+    // The first one's download still counts when it comes, and ends a queue of its own.
+    window.events.clear();
+    server.release("/slow/P1.tar");
+    QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
+    QCOMPARE(window.events, (QStringList{downloaded("P1.tar"), APPLY} + FINISH));
+    QCOMPARE(contentOf(window.installation.path("patches/P1.tar")), QByteArray("slow"));
 }
 
 void TstDownloads::localSourceIsReadTheSameWay()

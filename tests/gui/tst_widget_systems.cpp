@@ -31,6 +31,7 @@ private slots:
     void refreshLeavesOtherScrollPositionsAlone();
     void applyButtonFollowsItsRule_data();
     void applyButtonFollowsItsRule();
+    void warningGoesWhenNothingIsNeededAnyMore();
     void overrideLastsAcrossRefreshes();
     void overrideGreysTheWarning();
     void applyAsksWhileAConflictingSystemRuns_data();
@@ -265,6 +266,30 @@ void TstWidgetSystems::applyButtonFollowsItsRule()
     QTEST(scene->applyButton->isEnabled(), "enabled");
     QTEST(scene->warning->isVisible(), "warned");
     QCOMPARE(scene->noUpdates->isVisible(), !needed);
+}
+
+void TstWidgetSystems::warningGoesWhenNothingIsNeededAnyMore()
+{
+    scene->systems.set(RunningSystems::system("5.9"));
+    scene->open();
+    scene->addPatches({"P1"});
+    scene->logic.determinePatchesApplied();
+    scene->populate();
+    QVERIFY(scene->warning->isVisible());
+    QVERIFY(scene->noUpdates->isHidden());
+
+    scene->installation.withPatched("P1");
+    scene->logic.determinePatchesApplied();
+    scene->refreshTable();
+    QVERIFY(scene->warning->isHidden());
+    QVERIFY(scene->noUpdates->isVisible());
+    QVERIFY(!scene->applyButton->isEnabled());
+
+    scene->installation.without("patched/P1");
+    scene->logic.determinePatchesApplied();
+    scene->refreshTable();
+    QVERIFY(scene->warning->isVisible());
+    QVERIFY(scene->noUpdates->isHidden());
 }
 
 void TstWidgetSystems::overrideLastsAcrossRefreshes()

@@ -178,22 +178,29 @@ void TstFill::treeIsThatOfThePlainLoop_data()
     QTest::addColumn<int>("applied");
     QTest::addColumn<bool>("longDescriptions");
     QTest::addColumn<bool>("shown");
-    const auto row = [](int count, Applied applied, bool longDescriptions, bool shown) {
+    QTest::addColumn<int>("height");
+    const int usual = 800;
+    const auto row = [](int count, Applied applied, bool longDescriptions, bool shown, int height) {
         const QByteArray name = QByteArray::number(count) + " patches, " +
                                 QByteArrayList{"none", "some", "all"}.at(applied) + " applied, " +
-                                (longDescriptions ? "long" : "short") + (shown ? ", shown" : ", not shown");
-        QTest::newRow(name.constData()) << count << int(applied) << longDescriptions << shown;
+                                (longDescriptions ? "long" : "short") + (shown ? ", shown, " : ", not shown, ") +
+                                QByteArray::number(height) + " high";
+        QTest::newRow(name.constData()) << count << int(applied) << longDescriptions << shown << height;
     };
     // Up to 19: around the border at which the scroll bar shows, with either length of descriptions.
     for (const int count : {0, 1, 2, 3, 8, 10, 12, 19, 40}) {
         for (const Applied applied : {None, Some}) {
-            row(count, applied, false, true);
-            row(count, applied, true, true);
+            row(count, applied, false, true, usual);
+            row(count, applied, true, true, usual);
         }
-        row(count, All, true, true);
+        row(count, All, true, true, usual);
+    }
+    // In a high window the scroll bar shows later, while the last rows go in.
+    for (const int count : {3, 5, 8, 11}) {
+        row(count, All, true, true, 1100);
     }
     for (const int count : {0, 1, 2, 9, 40}) {
-        row(count, Some, true, false);
+        row(count, Some, true, false, usual);
     }
 }
 
@@ -203,11 +210,13 @@ void TstFill::treeIsThatOfThePlainLoop()
     QFETCH(int, applied);
     QFETCH(bool, longDescriptions);
     QFETCH(bool, shown);
+    QFETCH(int, height);
     TavrinUpdateBusinessLogic logic("tavrin_update");
     addPatches(logic, count, Applied(applied), longDescriptions);
     Window plain(logic);
     Window quick(logic);
     for (Window* each : {&plain, &quick}) {
+        each->window.resize(700, height);
         each->window.setVisible(shown);
     }
     QCoreApplication::processEvents();

@@ -40,6 +40,24 @@ public:
     }
 };
 
+/** Counts how often a widget is painted. */
+class PaintCounter : public QObject
+{
+public:
+    explicit PaintCounter(QWidget* widget)
+    {
+        widget->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override
+    {
+        count += event->type() == QEvent::Paint ? 1 : 0;
+        return false;
+    }
+
+    int count = 0;
+};
+
 } // namespace
 
 class TstMainwindow : public QObject
@@ -57,6 +75,7 @@ private slots:
     void widgetFillsTheWindow();
     void titleIsThatOfTheBusinessLogic();
     void anotherLanguageReplacesTheTexts();
+    void otherChangesReachTheBaseClass();
     void plainKeyReachesTheFocusedWidget();
     void otherKeysAreLeftToTheBaseClass();
     void failureBeforeTheWindowIsNotShown();
@@ -186,6 +205,22 @@ void TstMainwindow::anotherLanguageReplacesTheTexts()
     QVERIFY(QCoreApplication::removeTranslator(&translator));
     QTRY_COMPARE(menu->title(), QString("File"));
     QCOMPARE(window.windowTitle(), QString("Update Tavrin version '5.9'"));
+}
+
+void TstMainwindow::otherChangesReachTheBaseClass()
+{
+    TavrinUpdateMainWindow window(*logic);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    for (QWidget* widget : {static_cast<QWidget*>(&window), window.centralWidget()}) {
+        QCoreApplication::processEvents();
+        PaintCounter painted(widget);
+        QCoreApplication::processEvents();
+        QCOMPARE(painted.count, 0);
+        QEvent change(QEvent::PaletteChange); // the base class paints itself anew
+        QCoreApplication::sendEvent(widget, &change);
+        QTRY_COMPARE(painted.count, 1);
+    }
 }
 
 void TstMainwindow::plainKeyReachesTheFocusedWidget()

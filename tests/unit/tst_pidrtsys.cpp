@@ -367,6 +367,7 @@ void TstPidrtsys::hiddenEnvironmentLeavesTheProgramPath_data()
     QTest::newRow("releases alone") << QByteArray("/opt/tavrin/") << QByteArray();
     QTest::newRow("longer name") << QByteArray("/opt/tavrinx/5.9/bin/rtexec") << QByteArray();
     QTest::newRow("deeper") << QByteArray("/srv/opt/tavrin/5.9/bin/rtexec") << QByteArray();
+    QTest::newRow("same folder") << QByteArray("/opt/tavrin/./5.9/rtexec") << QByteArray();
     QTest::newRow("way out") << QByteArray("/opt/tavrin/../lib/rtexec") << QByteArray();
     QTest::newRow("empty") << QByteArray("") << QByteArray();
 }

@@ -9,7 +9,6 @@
 #include "program_run.h"
 #include "test_files.h"
 #include "test_main.h"
-#include "test_paths.h"
 
 #include <QDir>
 
@@ -78,7 +77,6 @@ private slots:
     void failedDownloadEndsTheRun();
     void failureEndsTheNetworkThreadsFirst();
     void missingLocalArchiveEndsTheRun();
-    void localFileThatFindsNoRoomEndsTheRun();
     void corruptedArchiveEndsTheRun_data();
     void corruptedArchiveEndsTheRun();
     void corruptedMiddleOfAPlainArchiveIsOnlyListed();
@@ -189,37 +187,6 @@ void TstInstallFailures::missingLocalArchiveEndsTheRun()
                "Download of " + source.url().toUtf8() + "P1.tar failed: Error opening " + source.path().toUtf8() +
                    "/P1.tar: No such file or directory\n\n");
     QCOMPARE(installation.tree(), before);
-}
-
-// All local files are open at once, and here the limit of open files cannot be raised.
-void TstInstallFailures::localFileThatFindsNoRoomEndsTheRun()
-{
-    const int patches = 100;
-    FakeInstallation installation;
-    installation.withTools();
-    PatchPage page;
-    for (int i = 1; i <= patches; ++i) {
-        page.entry(QStringLiteral("P%1").arg(i), "1 May", "text", QStringLiteral("P%1.tar").arg(i));
-    }
-    LocalSource source(page);
-    for (int i = 1; i <= patches; ++i) {
-        source.withFile(QStringLiteral("P%1.tar").arg(i), "content");
-    }
-
-    Program shell("/bin/sh");
-    const ProgramRun run = shell.tavrin(installation.path())
-                               .input("y\n")
-                               .run({"-c", "ulimit -n 64 && exec \"$@\"", "sh", programPath(), "-t", source.url()});
-    const int stored = run.output.count("\nDownloaded ");
-    QVERIFY2(stored > 0 && stored < 64, describe(run));
-    QByteArray output = untilDownload(patches);
-    for (int i = 1; i <= stored; ++i) {
-        output += "Downloaded P" + QByteArray::number(i) + ".tar\n";
-    }
-    const QByteArray refused = "/P" + QByteArray::number(stored + 1) + ".tar";
-    compareRun(run, 1, output,
-               "Download of " + source.url().chopped(1).toUtf8() + refused + " failed: Error opening " +
-                   source.path().toUtf8() + refused + ": Too many open files\n\n");
 }
 
 void TstInstallFailures::corruptedArchiveEndsTheRun_data()

@@ -28,6 +28,6 @@ function(tavrin_add_test)
             list(APPEND environment ASAN_OPTIONS=fast_unwind_on_malloc=0)
         endif()
     endif()
-    # Ends a test that hangs. Under the sanitizers on a busy machine the longest of the others take five minutes.
+    # Ends a test that hangs. The longest of the others take more than two minutes, on a busy machine much more.
     set_tests_properties(${TEST_NAME} PROPERTIES LABELS "${TEST_LABELS}" TIMEOUT 900 ENVIRONMENT "${environment}")
 endfunction()

@@ -261,13 +261,13 @@ public:
 
 signals:
     /** Text for the window's progress log. */
-    void appendProgress(const QString& text) const;
+    void appendProgress(const QString&) const;
 
     /** The list of patches has been read and compared with the installation (window mode). */
     void patchListReady();
 
     /** A fatal error in window mode; emitted by failWithMessage() only. */
-    void processFailed(const QString& message) const;
+    void processFailed(const QString&) const;
 
     /** The applied state of patches has changed (window mode). */
     void updatePatchStatus();

@@ -51,6 +51,7 @@ private slots:
     void constantsHaveTheirPublishedValues();
     void signalsAndSlotsKeepTheirOrder();
     void privateSlotsNameTheirArgument();
+    void signalsNameNoArgument();
     void classNameIsTheOnlyOneKnown();
     void newRecordOfOptionsDescribesAVerboseTerminalRun();
     void newObjectIsIdle();
@@ -125,6 +126,15 @@ void TstObject::privateSlotsNameTheirArgument()
         const int type = meta.method(i).parameterType(0);
         QVERIFY(type != QMetaType::UnknownType);
         QCOMPARE(QMetaType::typeName(type), "QNetworkReply*");
+    }
+}
+
+void TstObject::signalsNameNoArgument()
+{
+    const QMetaObject& meta = Logic::staticMetaObject;
+    for (int i = meta.methodOffset(); i < meta.methodOffset() + 5; ++i) {
+        const QList<QByteArray> unnamed{QByteArray()};
+        QCOMPARE(meta.method(i).parameterNames(), meta.method(i).parameterCount() == 0 ? QList<QByteArray>() : unnamed);
     }
 }
 

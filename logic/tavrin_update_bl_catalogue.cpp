@@ -119,9 +119,10 @@ bool TavrinUpdateBusinessLogic::transferFailed(const QNetworkReply& reply, QStri
         return true;
     }
     const bool isWholeFile = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 200;
+    const bool isInChunks = reply.rawHeader("Transfer-Encoding").toLower().contains("chunked");
     const qint64 announced = reply.header(QNetworkRequest::ContentLengthHeader).toLongLong();
     reason = QCoreApplication::translate("QHttp", "Connection closed"); // as Qt says it the other times
-    return isWholeFile && reply.bytesAvailable() < announced;
+    return isWholeFile && !isInChunks && reply.bytesAvailable() < announced;
 }
 
 void TavrinUpdateBusinessLogic::reportFailedFetch(const QNetworkReply& reply, const QString& reason)

@@ -3,6 +3,7 @@
 // are in tst_install_failures and tst_install_tools.
 #include "expected_report.h"
 #include "expected_steps.h"
+#include "fake_installation.h"
 #include "fake_patch_server.h"
 #include "message_guard.h"
 #include "program_run.h"
@@ -31,6 +32,7 @@ private slots:
     void dryRunChangesNothing_data();
     void dryRunChangesNothing();
     void archiveThatTheServerCallsEncodedIsInstalled();
+    void answersInChunksBelowTheirAnnouncedLengthAreWhole();
 
 private:
     QScopedPointer<MessageGuard> guard;
@@ -197,6 +199,25 @@ void TstInstall::archiveThatTheServerCallsEncodedIsInstalled()
                reportOf("5.9", {PATCHES.at(1)}) + NO_CONFLICT + QUESTION + "\n" + DOWNLOAD + "Downloaded P2.tar.gz\n" +
                    APPLY + installing("P2.tar.gz", {"data/pf/two.pf", "include/two.h", "patched/P2"}) + FINISH);
     QCOMPARE(contentOf(RELEASE_DIRECTORY + "/data/pf/two.pf"), QByteArray("1 blue\n2 red\n"));
+}
+
+// Servers that put their answers together from others send both, and the chunks count.
+void TstInstall::answersInChunksBelowTheirAnnouncedLengthAreWhole()
+{
+    const auto inChunks = [](const QByteArray& content) {
+        const QByteArray body = QByteArray::number(content.size(), 16) + "\r\n" + content + "\r\n0\r\n\r\n";
+        return Answer::body(body).header("Transfer-Encoding", "Chunked"); // the server adds the length of all this
+    };
+    FakeInstallation installation;
+    installation.withTools();
+    FakePatchServer server;
+    server.answer("/", inChunks(PatchPage().entry("P1", "1 May", "text", "P1.tar").html()));
+    const QByteArray archive = archiveOf(installation.path("patched/P1"), "text");
+    server.answer("/P1.tar", inChunks(archive));
+    Program program;
+    compareRun(program.tavrin(installation.path()).input("y\n").run({"-t", server.url()}), 0,
+               untilDownload(1) + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + FINISH);
+    QCOMPARE(contentOf(installation.path("patches/P1.tar")), archive);
 }
 
 TAVRIN_TEST_MAIN(TstInstall)

@@ -14,7 +14,7 @@ function(tavrin_add_test)
     target_link_libraries(${TEST_NAME} PRIVATE tavrin_test_support ${TEST_LIBRARIES} Qt5::Test)
     tavrin_target_options(${TEST_NAME})
     if("endtoend" IN_LIST TEST_LABELS)
-        add_dependencies(${TEST_NAME} tavrin_update fake_pidrtsys)
+        add_dependencies(${TEST_NAME} tavrin_update fake_pidrtsys late_threads starter)
     endif()
 
     add_test(NAME ${TEST_NAME} COMMAND ${TEST_NAME})

@@ -6,11 +6,9 @@
 #include "tavrin_update_systeminfo.h"
 
 #include <QCoreApplication>
-#include <QPointer>
 #include <QSet>
 #include <QTimer>
 #include <QUrl>
-#include <QVector>
 #include <QXmlStreamReader>
 
 #include <cstdlib>
@@ -19,24 +17,6 @@ namespace {
 
 // Set on the reply of a list request that a later one has replaced.
 const char SUPERSEDED_PROPERTY[] = "superseded";
-
-// A run often ends with exit() while a manager's own thread still works on other replies. The thread has to end before
-// exit() takes down what it uses, or the process crashes now and then instead of giving its status.
-void stopNetworkThreadsAtExit(QNetworkAccessManager& manager)
-{
-    static QVector<QPointer<QNetworkAccessManager>> managers;
-    static const int registration = std::atexit([] {
-        for (const auto& used : qAsConst(managers)) {
-            if (used) {
-                used->clearConnectionCache();
-            }
-        }
-    });
-    Q_UNUSED(registration)
-    if (!managers.contains(&manager)) {
-        managers.append(&manager);
-    }
-}
 
 } // namespace
 
@@ -71,7 +51,6 @@ void TavrinUpdateBusinessLogic::requestUpdatesList()
 
 QNetworkReply* TavrinUpdateBusinessLogic::sendRequest(QNetworkAccessManager& manager, const QUrl& url)
 {
-    stopNetworkThreadsAtExit(manager);
     QNetworkReply* reply = manager.get(QNetworkRequest(url));
     if (reply->isFinished() && reply->error() == QNetworkReply::ProtocolInvalidOperationError) {
         // Qt refuses a file URL that names a host at once, and its manager never says that the reply is finished.
@@ -111,7 +90,8 @@ void TavrinUpdateBusinessLogic::patchListReceived(QNetworkReply* reply)
 }
 
 // Whether the reply did not come in whole, and why. When a server hangs up early, Qt once in some hundred times takes
-// what has come for the whole body; the length that the server announced gives it away.
+// what has come for the whole body; the length that the server announced gives it away. A body in chunks marks its own
+// end: there Qt goes by the chunks, as the protocol wants it, and a length announced beside them means nothing.
 bool TavrinUpdateBusinessLogic::transferFailed(const QNetworkReply& reply, QString& reason)
 {
     if (reply.error() != QNetworkReply::NoError) {

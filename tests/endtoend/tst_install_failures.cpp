@@ -75,7 +75,6 @@ private slots:
 
     void failedDownloadEndsTheRun_data();
     void failedDownloadEndsTheRun();
-    void failureEndsTheNetworkThreadsFirst();
     void missingLocalArchiveEndsTheRun();
     void corruptedArchiveEndsTheRun_data();
     void corruptedArchiveEndsTheRun();
@@ -158,22 +157,6 @@ void TstInstallFailures::failedDownloadEndsTheRun()
     // Nothing is unpacked before everything is there.
     QCOMPARE(QDir(installation.path("patched")).entryList(QDir::Files), QStringList());
     QVERIFY(!QFileInfo::exists(installation.path("applied_patches.html")));
-}
-
-void TstInstallFailures::failureEndsTheNetworkThreadsFirst()
-{
-    // A thread that outlives the program's handlers for its end crashes it now and then.
-    const FakeInstallation installation;
-    FakePatchServer server;
-    server.answer("/", Answer::body(PatchPage().entry("P1", "1 May", "text").entry("P2", "1 May", "text").html()));
-    server.answer("/P1.tar.gz", Answer::status(404).after("/"));
-    server.answer("/P2.tar.gz", Answer::silence());
-    Program program;
-    const QString count = program.home() + "/threads";
-    const ProgramRun run =
-        program.tavrin(installation.path()).set("FAKE_PIDRTSYS_THREADS", count).input("y\n").run({"-t", server.url()});
-    QCOMPARE(run.status, 1);
-    QCOMPARE(contentOf(count), QByteArray("0"));
 }
 
 void TstInstallFailures::missingLocalArchiveEndsTheRun()

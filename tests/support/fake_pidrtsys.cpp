@@ -2,21 +2,22 @@
 // FAKE_PIDRTSYS names, read again at each call. One line is one record: version, user name, working directory and pid,
 // separated by tabs. A field "@fill:c" is filled with the character c to its last byte, without a NUL. A first line
 // "#null N" stores a null array and returns N; "#count N" returns N, at most their number, with the array of the lines
-// after it. Without the variable, the file or a line in it there are no systems. Each call appends a line "call" to
-// FAKE_PIDRTSYS_LOG. When the process ends, the number of network threads that still run is written to
-// FAKE_PIDRTSYS_THREADS. A test that changes the file while the program runs replaces it by renaming; a line that
-// cannot be read is fatal.
+// after it; "#tasks N" lets the process have no more tasks than N, together with all others of its user. Without the
+// variable, the file or a line in it there are no systems. Each call appends a line "call" to FAKE_PIDRTSYS_LOG. Where
+// FAKE_PIDRTSYS_WATCHES_EXIT is set, a process complains when it takes its libraries down under running threads. A test
+// that changes the file while the program runs replaces it by renaming; a line that cannot be read is fatal.
 #include "pidrtsys.h"
 
 #include <charconv>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include <sys/resource.h>
 
 namespace {
 
@@ -84,7 +85,7 @@ void setRecord(Pidrtsys& record, const std::string& line)
     record.rtexecPid = toNumber(fields[3]);
 }
 
-/** Cuts a leading "#null N" or "#count N" off; answers whether it was there, and if so sets the number. */
+/** Cuts a leading directive off, such as "#null N"; answers whether it was there, and if so sets the number. */
 bool takeDirective(std::vector<std::string>& lines, const std::string& directive, int& number)
 {
     if (lines.empty() || lines.front().compare(0, directive.size(), directive) != 0) {
@@ -93,6 +94,14 @@ bool takeDirective(std::vector<std::string>& lines, const std::string& directive
     number = toNumber(lines.front().substr(directive.size()));
     lines.erase(lines.begin());
     return true;
+}
+
+void limitTasks(int count)
+{
+    const rlimit limit = {static_cast<rlim_t>(count), static_cast<rlim_t>(count)};
+    if (setrlimit(RLIMIT_NPROC, &limit) != 0) {
+        fail("cannot limit the tasks");
+    }
 }
 
 void logCall()
@@ -108,30 +117,15 @@ void logCall()
     }
 }
 
-int networkThreads()
+// Runs when exit() takes the libraries down, which threads that still run go on using: a crash now and then.
+__attribute__((destructor)) void complainAboutThreads()
 {
-    int count = 0;
-    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::string name;
-        std::getline(std::ifstream(thread.path() / "comm"), name);
-        count += name.find("QNetworkAccess") == 0 ? 1 : 0;
+    namespace fs = std::filesystem;
+    const auto threads = std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
+    if (std::getenv("FAKE_PIDRTSYS_WATCHES_EXIT") != nullptr && threads > 1) {
+        std::fprintf(stderr, "fake_pidrtsys: the libraries go while %d other threads run\n",
+                     static_cast<int>(threads) - 1);
     }
-    return count;
-}
-
-// Runs when exit() has called the program's own handlers and takes the libraries down. A thread that has ended needs a
-// moment until the kernel no longer lists it.
-__attribute__((destructor)) void logNetworkThreads()
-{
-    const char* name = std::getenv("FAKE_PIDRTSYS_THREADS");
-    if (name == nullptr) {
-        return;
-    }
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    while (networkThreads() > 0 && std::chrono::steady_clock::now() < limit) {
-        std::this_thread::yield();
-    }
-    std::ofstream(name) << networkThreads();
 }
 
 } // namespace
@@ -144,6 +138,9 @@ extern "C" __attribute__((visibility("default"))) int pidrtsys(Pidrtsys** system
     std::vector<std::string> lines = fileName == nullptr ? std::vector<std::string>() : readLines(fileName);
 
     int count = 0;
+    if (takeDirective(lines, "#tasks ", count)) {
+        limitTasks(count);
+    }
     if (takeDirective(lines, "#null ", count)) {
         return count;
     }

@@ -8,6 +8,7 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
 #include <QTest>
 #include <QTimer>
@@ -22,7 +23,8 @@ namespace {
 class ChildProcess : public QProcess
 {
 public:
-    explicit ChildProcess(bool withoutInput) : inputIsClosed(withoutInput)
+    ChildProcess(bool withoutInput, bool withoutChildSignal)
+        : inputIsClosed(withoutInput), childSignalIsBlocked(withoutChildSignal)
     {
     }
 
@@ -32,6 +34,12 @@ protected:
         if (inputIsClosed) {
             ::close(STDIN_FILENO);
         }
+        if (childSignalIsBlocked) {
+            sigset_t blocked;
+            sigemptyset(&blocked);
+            sigaddset(&blocked, SIGCHLD);
+            ::sigprocmask(SIG_BLOCK, &blocked, nullptr);
+        }
         // Some runs are meant to end in an abort; nobody wants their memory on the disk.
         const rlimit noCore = {0, 0};
         ::setrlimit(RLIMIT_CORE, &noCore);
@@ -39,6 +47,7 @@ protected:
 
 private:
     bool inputIsClosed;
+    bool childSignalIsBlocked;
 };
 
 // Turns the event loop until the condition holds or the process has nothing more to say.
@@ -185,25 +194,28 @@ Program::Program(const QString& executablePath) : executable(executablePath)
 
 Program::~Program() = default;
 
-// The loader splits the list at blanks and colons, so the library is reached through a link without any.
 void Program::preloadFakeLibrary()
 {
-    QStringList libraries;
-    if (!sanitizerRuntimePath().isEmpty()) {
-        libraries << sanitizerRuntimePath();
-    }
-    const QString link = home() + QStringLiteral("/fake_pidrtsys.so");
-    QFile::link(fakePidrtsysPath(), link);
-    libraries << link;
-    set(QStringLiteral("LD_PRELOAD"), libraries.join(QLatin1Char(':')));
+    set(QStringLiteral("LD_PRELOAD"), sanitizerRuntimePath());
+    preload(fakePidrtsysPath());
     set(QStringLiteral("FAKE_PIDRTSYS"), home() + QStringLiteral("/running-systems"));
     set(QStringLiteral("FAKE_PIDRTSYS_LOG"), home() + QStringLiteral("/running-system-queries"));
+    set(QStringLiteral("FAKE_PIDRTSYS_WATCHES_EXIT"), QStringLiteral("1"));
 }
 
 Program& Program::set(const QString& name, const QString& value)
 {
     environment.insert(name, value);
     return *this;
+}
+
+// The loader splits the list at blanks and colons, so the library is reached through a link without any.
+Program& Program::preload(const QString& library)
+{
+    const QString link = home() + QLatin1Char('/') + QFileInfo(library).fileName();
+    QFile::link(library, link);
+    const QString before = environment.value(QStringLiteral("LD_PRELOAD"));
+    return set(QStringLiteral("LD_PRELOAD"), before.isEmpty() ? link : before + QLatin1Char(':') + link);
 }
 
 Program& Program::unset(const QString& name)
@@ -241,6 +253,12 @@ Program& Program::input(const QByteArray& text)
 Program& Program::closedInput()
 {
     inputIsClosed = true;
+    return *this;
+}
+
+Program& Program::blockedChildSignal()
+{
+    childSignalIsBlocked = true;
     return *this;
 }
 
@@ -292,7 +310,7 @@ ProgramRun Program::run(const QStringList& arguments)
 
 std::unique_ptr<ProgramSession> Program::start(const QStringList& arguments)
 {
-    auto process = std::make_unique<ChildProcess>(inputIsClosed);
+    auto process = std::make_unique<ChildProcess>(inputIsClosed, childSignalIsBlocked);
     process->setProcessEnvironment(environment);
     process->setWorkingDirectory(directory.isEmpty() ? home() : directory);
     process->start(executable, arguments);

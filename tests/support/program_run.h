@@ -85,6 +85,9 @@ public:
     Program& set(const QString& name, const QString& value);
     Program& unset(const QString& name);
 
+    /** Preloads one more library into the program, though not into the tools that it starts. */
+    Program& preload(const QString& library);
+
     /** Sets TAVRIN, the installed release. */
     Program& tavrin(const QString& directory);
 
@@ -102,6 +105,9 @@ public:
 
     /** Starts the program without a standard input at all. */
     Program& closedInput();
+
+    /** Starts the program with SIGCHLD blocked, as a caller may leave it to the programs that it starts. */
+    Program& blockedChildSignal();
 
     Program& workingDirectory(const QString& startDirectory);
 
@@ -135,5 +141,6 @@ private:
     QTemporaryDir homeDirectory;
     QByteArray inputText;
     bool inputIsClosed = false;
+    bool childSignalIsBlocked = false;
     int limit = 60000;
 };

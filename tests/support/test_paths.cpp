@@ -13,6 +13,21 @@ QString fakePidrtsysPath()
     return QFile::decodeName(FAKE_PIDRTSYS_LIBRARY);
 }
 
+QString lateThreadsPath()
+{
+    return QFile::decodeName(LATE_THREADS_LIBRARY);
+}
+
+QString starterPath()
+{
+    return QFile::decodeName(STARTER_PROGRAM);
+}
+
+QString pidrtsysPath()
+{
+    return QFile::decodeName(PIDRTSYS_LIBRARY);
+}
+
 QString projectSourceDir()
 {
     return QFile::decodeName(PROJECT_SOURCE_DIR);

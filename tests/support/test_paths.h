@@ -10,6 +10,15 @@ QString programPath();
 /** The library that stands for the installation's own in a started program. */
 QString fakePidrtsysPath();
 
+/** The library that has threads start late in a started program. */
+QString lateThreadsPath();
+
+/** The program that starts others through the business logic. */
+QString starterPath();
+
+/** The library that the built program is linked to: the stand-in for the installation's, or that itself. */
+QString pidrtsysPath();
+
 /** The folder of the project's sources. */
 QString projectSourceDir();
 

@@ -1,0 +1,100 @@
+// How the process ends while Qt's network threads are at work: at once, with its status, with everything written, and
+// without taking anything down that a thread still uses. The preloaded library complains on standard error where the
+// libraries go under running threads, so every other test of the program looks at that, too.
+#include "expected_steps.h"
+#include "fake_installation.h"
+#include "fake_patch_server.h"
+#include "message_guard.h"
+#include "program_run.h"
+#include "test_main.h"
+#include "test_paths.h"
+
+#include <QElapsedTimer>
+#include <QScopedPointer>
+
+using Answer = FakePatchServer::Answer;
+
+Q_DECLARE_METATYPE(FakePatchServer::Answer)
+
+class TstProcessEnd : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void failedCheckKeepsItsStatusWhileNetworkThreadsStart();
+    void refusedDownloadsEndWithoutWaitingForThreads_data();
+    void refusedDownloadsEndWithoutWaitingForThreads();
+
+private:
+    QScopedPointer<MessageGuard> guard;
+};
+
+void TstProcessEnd::init()
+{
+    guard.reset(new MessageGuard);
+}
+
+void TstProcessEnd::cleanup()
+{
+    const QString complaint = guard->complaint();
+    guard.reset();
+    QCOMPARE(complaint, QString());
+}
+
+void TstProcessEnd::failedCheckKeepsItsStatusWhileNetworkThreadsStart()
+{
+    Program program;
+    compareRun(program.preload(lateThreadsPath()).run({"-t"}), 1, QByteArray(),
+               "\nTAVRIN environment variable is not set.\n\n");
+}
+
+void TstProcessEnd::refusedDownloadsEndWithoutWaitingForThreads_data()
+{
+    QTest::addColumn<Answer>("answer");
+    QTest::addColumn<QString>("prefix"); // of the archives' addresses
+    QTest::addColumn<QByteArray>("reason");
+    QTest::newRow("password wanted") << Answer::status(401).header("WWW-Authenticate", "Basic realm=\"patches\"")
+                                     << QString() << QByteArray("Host requires authentication");
+    QTest::newRow("proxy's password wanted")
+        << Answer::status(407).header("Proxy-Authenticate", "Basic realm=\"patches\"") << QString()
+        << QByteArray("Proxy requires authentication");
+}
+
+// One thread asks this one about each refusal, and cannot be ended in the middle of that: Qt waits 5 seconds for it.
+void TstProcessEnd::refusedDownloadsEndWithoutWaitingForThreads()
+{
+    QFETCH(Answer, answer);
+    QFETCH(QString, prefix);
+    QFETCH(QByteArray, reason);
+    const int patience = 4500; // milliseconds from the question to the end
+    const FakeInstallation installation;
+    FakePatchServer server;
+    PatchPage page;
+    for (int i = 1; i <= 40; ++i) {
+        const QString name = QString("P%1").arg(i);
+        page.entry(name, "1 May", "text", prefix + name + ".tar");
+        server.answer("/" + prefix.toUtf8() + name.toUtf8() + ".tar", answer);
+    }
+    server.answer("/", Answer::body(page.html()));
+    for (int round = 0; round < 6; ++round) {
+        Program program;
+        const auto session = program.tavrin(installation.path()).start({"-t", server.url()});
+        QVERIFY(session->waitForOutput(QUESTION));
+        QElapsedTimer clock;
+        clock.start();
+        session->write("y\n");
+        const ProgramRun run = session->finish();
+        QVERIFY2(run.errors.startsWith("Download of " + server.url().toUtf8() + prefix.toUtf8() + 'P'), describe(run));
+        QVERIFY2(run.errors.endsWith(".tar failed: " + reason + "\n\n"), describe(run));
+        QCOMPARE(run.errors.count("\n"), 2);
+        QCOMPARE(run.output, untilDownload(40));
+        QVERIFY2(run.status == 1 && !run.crashed, describe(run));
+        QVERIFY2(clock.elapsed() < patience, qPrintable(QString("took %1 ms").arg(clock.elapsed())));
+    }
+}
+
+TAVRIN_TEST_MAIN(TstProcessEnd)
+#include "tst_process_end.moc"

@@ -1,0 +1,125 @@
+// util-linux makes the namespace and changes the user; a script inside starts the bystander first and looks after it
+// last. Where the tests' own root is an ordinary user outside of their namespace, there is no other user to change to,
+// and none is needed: the limit holds for that one.
+#include "confined_program.h"
+
+#include "test_paths.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+
+#include <sys/stat.h>
+
+namespace {
+
+const QString FOLDER = QStringLiteral("/opt/confined");
+
+// A number that no account of the machine has, so that nothing else counts towards its tasks.
+const QString AS_USER = QStringLiteral("setpriv --reuid=54321 --regid=54321 --clear-groups");
+
+const QString SCRIPT = QStringLiteral(R"script(
+mkfifo "$HOME/up"
+$AS_USER sh -c 'echo up; exec sleep 600' > "$HOME/up" &
+bystander=$!
+read up < "$HOME/up"
+own=$HOME/own
+$AS_USER mkdir -m 700 "$own"
+$AS_USER env "HOME=$own" "XDG_RUNTIME_DIR=$own" "LD_PRELOAD=$PRELOAD" "$@"
+status=$?
+$AS_USER rm -r "$own"
+exec 3>&2 2> /dev/null # the shell's own word about the end of the bystander
+kill $bystander
+wait $bystander
+[ $? -eq 143 ] || echo 'the bystander was killed' >&3
+exit $status
+)script");
+
+void setMode(const QString& path, mode_t mode)
+{
+    if (::chmod(QFile::encodeName(path).constData(), mode) != 0) {
+        qFatal("cannot set the mode of %s", qUtf8Printable(path));
+    }
+}
+
+QString copied(const QString& file)
+{
+    const QString copy = FOLDER + QLatin1Char('/') + QFileInfo(file).fileName();
+    if (!QFile::copy(file, copy)) {
+        qFatal("cannot copy %s", qUtf8Printable(file));
+    }
+    setMode(copy, 0755);
+    return copy;
+}
+
+bool isRootOfTheMachine()
+{
+    QFile map(QStringLiteral("/proc/self/uid_map"));
+    return map.open(QIODevice::ReadOnly) && map.readAll().simplified().startsWith("0 0 ");
+}
+
+} // namespace
+
+ConfinedProgram::ConfinedProgram() : program(QStringLiteral("unshare"))
+{
+    if (!QDir().mkdir(FOLDER)) {
+        qFatal("cannot make %s", qUtf8Printable(FOLDER));
+    }
+    setMode(FOLDER, 0755);
+    setMode(program.home(), 0777); // the fake library keeps its record there
+    copied(programPath());
+    copied(starterPath());
+    copied(pidrtsysPath());
+    const QString preload = copied(fakePidrtsysPath());
+    program.unset(QStringLiteral("LD_PRELOAD")).set(QStringLiteral("LD_LIBRARY_PATH"), FOLDER);
+    program.set(QStringLiteral("PRELOAD"),
+                QStringList{sanitizerRuntimePath(), preload}.join(QLatin1Char(' ')).trimmed());
+    program.set(QStringLiteral("AS_USER"), isRootOfTheMachine() ? AS_USER : QString());
+    // The search for leaks starts a process of its own.
+    program.set(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
+}
+
+ConfinedProgram::~ConfinedProgram()
+{
+    QDir(FOLDER).removeRecursively();
+}
+
+void ConfinedProgram::admitTo(const FakeInstallation& installation) const
+{
+    setMode(installation.path(), 0777);
+    QDirIterator folders(installation.path(), QDir::Dirs | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    while (folders.hasNext()) {
+        setMode(folders.next(), 0777);
+    }
+}
+
+void ConfinedProgram::admitTo(const LocalSource& source) const
+{
+    setMode(source.path(), 0755);
+}
+
+QStringList ConfinedProgram::confined(const QString& executable, const QStringList& arguments) const
+{
+    const QString copy = FOLDER + QLatin1Char('/') + QFileInfo(executable).fileName();
+    return QStringList{QStringLiteral("--pid"),        QStringLiteral("--fork"),
+                       QStringLiteral("--kill-child"), QStringLiteral("sh"),
+                       QStringLiteral("-c"),           SCRIPT,
+                       QStringLiteral("sh"),           copy} +
+           arguments;
+}
+
+ProgramRun ConfinedProgram::run(const QStringList& arguments)
+{
+    return program.run(confined(programPath(), arguments));
+}
+
+std::unique_ptr<ProgramSession> ConfinedProgram::start(const QStringList& arguments)
+{
+    return program.start(confined(programPath(), arguments));
+}
+
+ProgramRun ConfinedProgram::runStarter(const QStringList& arguments)
+{
+    return program.run(confined(starterPath(), arguments));
+}

@@ -1,0 +1,79 @@
+// Starts programs through the business logic in the ways that no run of the updater takes, or at a moment that no run
+// can be made to choose: after a limit of this process has been reached. Prints what came back.
+//
+//     starter run|feed|first-of-chain|second-of-chain tasks|descriptors
+//
+// "tasks" allows no process more, "descriptors" as many descriptors as the pipes to a program need and none beyond.
+#include "tavrin_update_bl.h"
+
+#include <QCoreApplication>
+#include <QVector>
+
+#include <iostream>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+const int DESCRIPTORS_OF_PIPES = 8; // standard input, output and error, and the one that tells of a failed start
+
+const QString LIMIT_TASKS_OF_CALLER = QStringLiteral("exec prlimit --pid $PPID --nproc=1:1");
+
+void leaveDescriptors(int count)
+{
+    QVector<int> opened;
+    for (int descriptor = 0; descriptor >= 0; descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC)) {
+        opened.append(descriptor);
+    }
+    for (int i = 0; i < count; ++i) {
+        close(opened.takeLast());
+    }
+}
+
+void limitTasks()
+{
+    const rlimit none = {1, 1};
+    setrlimit(RLIMIT_NPROC, &none);
+}
+
+QString start(const QString& way, const TavrinUpdateBusinessLogic& logic)
+{
+    const QString program = QStringLiteral("true");
+    const QStringList arguments{QStringLiteral("argument")};
+    if (way.endsWith(QLatin1String("-of-chain"))) {
+        const bool limitsInBetween = way.startsWith(QLatin1String("second"));
+        const QString first = limitsInBetween ? QStringLiteral("sh") : program;
+        const QStringList words =
+            limitsInBetween ? QStringList{QStringLiteral("-c"), LIMIT_TASKS_OF_CALLER} : arguments;
+        QByteArray output;
+        const QString failure = logic.systemCommandChain(first, words, program, QStringList(), output);
+        return failure.isEmpty() ? QStringLiteral("success") : failure;
+    }
+    QString output;
+    const QString input = way == QLatin1String("feed") ? QStringLiteral("input") : QString();
+    const bool isSuccess = logic.pipeToSystemCommand(program, arguments, output, input);
+    return isSuccess ? QStringLiteral("success") : output;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const QCoreApplication app(argc, argv);
+    const QString way = QCoreApplication::arguments().value(1);
+    const QString limit = QCoreApplication::arguments().value(2);
+    TavrinUpdateBusinessLogic logic(QStringLiteral("starter"));
+    TavrinUpdateBusinessLogic::CommandLineOptions options;
+    options.showProposed = false;
+    options.verbose = false;
+    static_cast<void>(logic.initialize(options)); // sets the options first; the rest of it is of no matter here
+    if (limit == QLatin1String("descriptors")) {
+        leaveDescriptors(DESCRIPTORS_OF_PIPES);
+    } else if (!way.startsWith(QLatin1String("second"))) {
+        limitTasks();
+    }
+    std::cout << start(way, logic).toStdString() << std::endl;
+    _exit(0);
+}

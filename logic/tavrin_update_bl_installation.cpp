@@ -4,11 +4,13 @@
 // patch must not keep the others out.
 #include "tavrin_update_bl.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QProcess>
 #include <QUrl>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <vector>
 
@@ -25,16 +27,58 @@ QString joined(const QStringList& arguments)
     return arguments.join(QLatin1Char(' '));
 }
 
-void startProcess(QProcess& process, const QString& command, const QStringList& arguments)
+// One program and how it is started. Where the system refuses a new process (a limit of tasks or of memory, or no
+// descriptor left), Qt 5.15 takes a plain QProcess for started under the process number -1: it reports a success that
+// never was, or in the end kills number -1, which is every process of the user. A derived class is started by fork()
+// instead, whose failure Qt does see.
+class SystemProcess : public QProcess
 {
-    if (!arguments.isEmpty()) {
-        process.start(command, arguments, QIODevice::ReadWrite);
-        return;
+public:
+    void startProgram(const QString& command, const QStringList& arguments)
+    {
+        announceEndsOfChildren();
+        start(command, arguments, ReadWrite);
+        refuseStartWithoutProcess();
     }
-    QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED // the newer splitCommand() came with Qt 5.15
-        process.start(command, QIODevice::ReadWrite);
-    QT_WARNING_POP
+
+    // The command and its arguments in one text, separated by blanks.
+    void startCommandLine(const QString& commandLine)
+    {
+        announceEndsOfChildren();
+        QT_WARNING_PUSH
+        QT_WARNING_DISABLE_DEPRECATED // the newer splitCommand() came with Qt 5.15
+            start(commandLine, ReadWrite);
+        QT_WARNING_POP
+        refuseStartWithoutProcess();
+    }
+
+private:
+    // After fork(), SIGCHLD tells Qt that a program has ended. A caller that blocked it passed that on to this process.
+    static void announceEndsOfChildren()
+    {
+        sigset_t ends;
+        sigemptyset(&ends);
+        sigaddset(&ends, SIGCHLD);
+        pthread_sigmask(SIG_UNBLOCK, &ends, nullptr);
+    }
+
+    // Whatever the version of Qt: what has no process number is not waited for and not killed.
+    void refuseStartWithoutProcess()
+    {
+        if (state() != NotRunning && processId() <= 0) {
+            setErrorString(QCoreApplication::translate("QProcess", "Process failed to start"));
+            setProcessState(NotRunning);
+        }
+    }
+};
+
+void startProcess(SystemProcess& process, const QString& command, const QStringList& arguments)
+{
+    if (arguments.isEmpty()) {
+        process.startCommandLine(command);
+    } else {
+        process.startProgram(command, arguments);
+    }
 }
 
 // Moves what the reply holds into the file through one buffer, so that a large body is never in memory twice.
@@ -242,8 +286,8 @@ bool TavrinUpdateBusinessLogic::pipeToSystemCommand(QString command, QStringList
     if (options.verbose) {
         presentText(tr("Executing system command: %1 ").arg(command) + joined(arguments) + QLatin1Char('\n'));
     }
-    QProcess process;
-    process.start(command, arguments, QIODevice::ReadWrite);
+    SystemProcess process;
+    process.startProgram(command, arguments);
     if (!input.isEmpty()) {
         if (!process.waitForStarted(TIME_LIMIT_MS)) {
             output = tr("Failed to start system command: %1").arg(command) + QLatin1Char(' ') + joined(arguments) +
@@ -269,7 +313,7 @@ QString TavrinUpdateBusinessLogic::systemCommandChain(QString firstCommand, QStr
                                                       QByteArray& output) const
 {
     const QString incomplete = tr("System command did not complete\n'%1'\n");
-    QProcess first;
+    SystemProcess first;
     startProcess(first, firstCommand, firstArguments);
     if (!first.waitForFinished(TIME_LIMIT_MS)) {
         return incomplete.arg(firstCommand) + first.errorString();
@@ -279,7 +323,7 @@ QString TavrinUpdateBusinessLogic::systemCommandChain(QString firstCommand, QStr
         return QString::fromUtf8(firstErrors);
     }
 
-    QProcess second;
+    SystemProcess second;
     startProcess(second, secondCommand, secondArguments);
     if (!second.waitForStarted(TIME_LIMIT_MS)) {
         return tr("Failed to start system command '%1'\n").arg(secondCommand) + second.errorString();

@@ -55,6 +55,7 @@ private slots:
     void init();
     void cleanup();
 
+    void toolsAreNoticedToEndWithTheChildSignalBlocked();
     void missingArchiverEndsTheRun();
     void archiverMayTalk_data();
     void archiverMayTalk();
@@ -84,6 +85,15 @@ void TstInstallTools::cleanup()
     const QString complaint = guard->complaint();
     guard.reset();
     QCOMPARE(complaint, QString());
+}
+
+void TstInstallTools::toolsAreNoticedToEndWithTheChildSignalBlocked()
+{
+    Workshop workshop;
+    Program program;
+    program.tavrin(workshop.installation.path()).path(workshop.tools.pathDirectory()).input("y\n");
+    compareRun(program.blockedChildSignal().run({"-t", workshop.source.url()}), 0,
+               workshop.untilUnpacking() + installing("P1.tar", {}) + FINISH);
 }
 
 void TstInstallTools::missingArchiverEndsTheRun()

@@ -1,12 +1,16 @@
 // The stand-in for the library with which a Tavrin installation lists its running real-time systems, for machines
 // that have no installation's own. Every process with the command name rtexec is the executive of one system; the rest
-// of a record is what /proc tells about that process. Nothing is kept between two calls. The window asks every second
-// on hosts with thousands of processes, so one that is not an rtexec costs the reading of its command name only.
+// of a record is what /proc tells about that process. A system whose release cannot be found out (another user's
+// process hides its environment, and its command line may name no installation) gets the release of the caller's own
+// TAVRIN: the caller then takes it for a conflict, which is the safe mistake. Nothing is kept between two calls. The
+// window asks every second on hosts with thousands of processes, so one that is not an rtexec costs the reading of its
+// command name only.
 #include "pidrtsys.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -222,19 +226,31 @@ std::string releaseInProgramPath(std::string_view path)
     return release == "." || release == ".." ? std::string() : std::string(release);
 }
 
+/** What the caller takes for its own release: the text after the last slash of TAVRIN, even where that is empty. */
+std::string releaseOfCaller()
+{
+    const char* tavrin = std::getenv("TAVRIN");
+    const std::string_view path = tavrin == nullptr ? "" : tavrin;
+    return std::string(path.substr(path.rfind('/') + 1));
+}
+
 std::string releaseOf(int process)
 {
+    // Another user's process hides its environment, and a service may have none, but the command line is open to all.
     if (const std::optional<std::string> environment = readWhole(process, "environ")) {
-        return releaseInEnvironment(*environment);
+        if (std::string release = releaseInEnvironment(*environment); !release.empty()) {
+            return release;
+        }
     }
-    // Another user's process hides its environment, but its command line is open to all.
     char commandLine[4096];
     const ssize_t size = readStart(process, "cmdline", commandLine, sizeof commandLine);
-    if (size <= 0) {
-        return {};
+    if (size > 0) {
+        const std::string_view arguments(commandLine, static_cast<std::size_t>(size));
+        if (std::string release = releaseInProgramPath(arguments.substr(0, arguments.find('\0'))); !release.empty()) {
+            return release;
+        }
     }
-    const std::string_view arguments(commandLine, static_cast<std::size_t>(size));
-    return releaseInProgramPath(arguments.substr(0, arguments.find('\0')));
+    return releaseOfCaller();
 }
 
 /** Copies a text into a zeroed field; what does not fit is cut off, between two characters of UTF-8. */

@@ -1,11 +1,15 @@
 // What a run does about real-time systems that run on the host: which of them conflict with the release being patched,
-// and how each option deals with a conflict. The systems come from the preloaded library.
+// and how each option deals with a conflict. The systems come from the preloaded library, except where real processes
+// are looked for with the stand-in: those runs have a process namespace of their own, for other tests start systems,
+// too.
 #include "expected_report.h"
 #include "expected_steps.h"
 #include "fake_installation.h"
 #include "fake_patch_server.h"
+#include "helper_run.h"
 #include "message_guard.h"
 #include "program_run.h"
+#include "real_process.h"
 #include "test_main.h"
 
 #include <QScopedPointer>
@@ -33,6 +37,16 @@ QByteArray dryRun(const QString& release, const QByteArray& check)
 {
     return reportOf(release, {{"P1", "text"}}) + STEPS_HEADING + CHECK + check + DRY_STEPS;
 }
+
+// Starts a system with the command named first, waits until it is one, and becomes the program.
+const QString BESIDE_A_SYSTEM = QStringLiteral("env -i \"PATH=$PATH\" $1 600 &\n"
+                                               "system=$!\n"
+                                               "until read -r name </proc/$system/comm && [ \"$name\" = rtexec ]; do\n"
+                                               "    [ -d /proc/$system ] || exit 127\n"
+                                               "done\n"
+                                               "shift && exec \"$@\"");
+
+const QStringList OWN_PROCESSES = {"--pid", "--fork", "--kill-child", "--mount-proc"};
 
 // What an installing run needs, and an answer that would refuse, should it ask.
 struct Installable
@@ -74,6 +88,8 @@ private slots:
     void overridingReleaseDecides();
     void systemsAreAskedForOnceAtTheStart();
     void checkIsShownBeforeTheDownloadsEnd();
+    void systemOfUnknownReleaseIsAConflict_data();
+    void systemOfUnknownReleaseIsAConflict();
 
 private:
     QScopedPointer<MessageGuard> guard;
@@ -285,6 +301,45 @@ void TstRunningSystems::checkIsShownBeforeTheDownloadsEnd()
     server.release("/P1.tar");
     compareRun(session->finish(), 0,
                shown + DOWNLOAD + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + FINISH);
+}
+
+void TstRunningSystems::systemOfUnknownReleaseIsAConflict_data()
+{
+    QTest::addColumn<QString>("system"); // the words of a command
+    QTest::addColumn<bool>("conflict");
+
+    const QString asAnother = "setpriv --reuid 65534 --clear-groups ";
+    QTest::newRow("of this release") << "TAVRIN=/opt/tavrin/5.9 rtexec" << true;
+    QTest::newRow("of another release") << "TAVRIN=/opt/tavrin/5.8 rtexec" << false;
+    QTest::newRow("of no release") << "rtexec" << true;
+    QTest::newRow("another user's, hidden") << asAnother + "env TAVRIN=/opt/tavrin/5.9 rtexec" << true;
+    QTest::newRow("another user's, in the folder of another release")
+        << asAnother + "/opt/tavrin/5.8/bin/rtexec" << false;
+}
+
+// With the stand-in itself. Root without the right to look into other users' processes is as blind as anybody else.
+void TstRunningSystems::systemOfUnknownReleaseIsAConflict()
+{
+    QFETCH(QString, system);
+    QFETCH(bool, conflict);
+    const QStringList blind = {"setpriv", "--bounding-set", "-sys_ptrace"};
+    const HelperRun probe = runHelper(
+        "unshare", OWN_PROCESSES + blind + QStringList{"setpriv", "--reuid", "65534", "--clear-groups", "true"});
+    if (system.startsWith("setpriv") && probe.status != 0) {
+        QSKIP(("only root can start a system as another user: " + probe.errors).constData());
+    }
+    const FakeInstallation installation("5.9");
+    const FakeInstallation other("5.8");
+    const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
+    const SleepCopies copies;
+    QVERIFY(QFile::copy(copies.path("rtexec"), other.path("bin/rtexec")));
+
+    Program program("unshare");
+    program.tavrin(installation.path()).path(copies.path() + ":/usr/bin:/bin").unset("LD_PRELOAD");
+    const QStringList beside = {"sh", "-c", BESIDE_A_SYSTEM, "sh", system};
+    const QByteArray warning = running("5.9") + MUST_STOP + "\nContinuing to show proposed course of action ...\n\n";
+    compareRun(program.run(OWN_PROCESSES + blind + beside + QStringList{programPath(), "-t", "-n", source.url()}), 0,
+               dryRun("5.9", conflict ? warning : notRunning("5.9")));
 }
 
 TAVRIN_TEST_MAIN(TstRunningSystems)

@@ -5,6 +5,7 @@
 #include "helper_run.h"
 #include "message_guard.h"
 #include "pidrtsys.h"
+#include "private_opt.h"
 #include "real_process.h"
 
 #include <QtTest>
@@ -33,6 +34,42 @@ struct Listed
     QByteArray version;
     QByteArray userName;
     QByteArray workingDirectory;
+};
+
+struct NamelessEnvironment
+{
+    const char* description;
+    QByteArrayList environment;
+};
+
+/** Environments of a system that can be read and name no release. */
+const QVector<NamelessEnvironment> NAMELESS_ENVIRONMENTS = {
+    {"only slashes", {"TAVRIN=//"}},
+    {"empty", {"TAVRIN="}},
+    {"unset", {"LANG=C"}},
+    {"no environment", {}},
+    {"name that goes on", {"TAVRIN_HOME=/opt/tavrin/5.8"}},
+    {"name that ends alike", {"MY_TAVRIN=/opt/tavrin/5.8"}},
+};
+
+/** What TAVRIN says in this process, the caller of the library; a null value leaves it unset. Gone with this object. */
+class CallersTavrin
+{
+public:
+    explicit CallersTavrin(const QByteArray& value)
+    {
+        if (!value.isNull()) {
+            qputenv("TAVRIN", value);
+        }
+    }
+
+    CallersTavrin(const CallersTavrin&) = delete;
+    CallersTavrin& operator=(const CallersTavrin&) = delete;
+
+    ~CallersTavrin()
+    {
+        qunsetenv("TAVRIN");
+    }
 };
 
 template <std::size_t size>
@@ -149,8 +186,15 @@ private slots:
     void longestWorkingDirectoryIsGivenWhole();
     void unreadAreaIsZero();
 
+    void environmentWithoutAReleaseLeavesTheProgramPath_data();
+    void environmentWithoutAReleaseLeavesTheProgramPath();
     void hiddenEnvironmentLeavesTheProgramPath_data();
     void hiddenEnvironmentLeavesTheProgramPath();
+    void systemOfAnotherUserStartedByItsBareNameIsNotOverlooked();
+    void releaseThatCannotBeFoundOutIsTheCallers_data();
+    void releaseThatCannotBeFoundOutIsTheCallers();
+    void releaseThatIsKnownIsNotTheCallers_data();
+    void releaseThatIsKnownIsNotTheCallers();
 
     void otherCommandNamesAreNotListed_data();
     void otherCommandNamesAreNotListed();
@@ -210,12 +254,6 @@ void TstPidrtsys::versionIsTheLastComponentOfTavrin_data()
     QTest::newRow("without a slash") << QByteArrayList{"TAVRIN=DEV"} << QByteArray("DEV");
     QTest::newRow("trailing blank") << QByteArrayList{"TAVRIN=/opt/tavrin/5.9 "} << QByteArray("5.9 ");
     QTest::newRow("not ASCII") << QByteArrayList{"TAVRIN=/opt/tavrin/5.9\xc3\xa9"} << QByteArray("5.9\xc3\xa9");
-    QTest::newRow("only slashes") << QByteArrayList{"TAVRIN=//"} << QByteArray();
-    QTest::newRow("empty") << QByteArrayList{"TAVRIN="} << QByteArray();
-    QTest::newRow("unset") << QByteArrayList{"LANG=C"} << QByteArray();
-    QTest::newRow("no environment") << QByteArrayList() << QByteArray();
-    QTest::newRow("name that goes on") << QByteArrayList{"TAVRIN_HOME=/opt/tavrin/5.9"} << QByteArray();
-    QTest::newRow("name that ends alike") << QByteArrayList{"MY_TAVRIN=/opt/tavrin/5.9"} << QByteArray();
     QTest::newRow("among others") << QByteArrayList{"A=" + QByteArray(20000, 'a'), "TAVRIN=/opt/tavrin/5.9", "B=b"}
                                   << QByteArray("5.9");
     QTest::newRow("set twice, as getenv sees it")
@@ -228,7 +266,7 @@ void TstPidrtsys::versionIsTheLastComponentOfTavrin()
     QFETCH(QByteArray, version);
     Start start = copies->systemStart();
     start.environment = environment;
-    // An environment that can be read decides alone.
+    // A release in the environment goes before the one in the path.
     start.arguments = QByteArrayList{"/opt/tavrin/1.0/bin/rtexec", "600"};
     const RealProcess process(start);
     QVERIFY(process.isUp());
@@ -354,6 +392,27 @@ void TstPidrtsys::unreadAreaIsZero()
     }
 }
 
+void TstPidrtsys::environmentWithoutAReleaseLeavesTheProgramPath_data()
+{
+    QTest::addColumn<QByteArrayList>("environment");
+    for (const NamelessEnvironment& nameless : NAMELESS_ENVIRONMENTS) {
+        QTest::newRow(nameless.description) << nameless.environment;
+    }
+}
+
+void TstPidrtsys::environmentWithoutAReleaseLeavesTheProgramPath()
+{
+    QFETCH(QByteArrayList, environment);
+    Start start = copies->systemStart();
+    start.environment = environment;
+    start.arguments = QByteArrayList{"/opt/tavrin/1.0/bin/rtexec", "600"};
+    const RealProcess process(start);
+    QVERIFY(process.isUp());
+    const Listed record = recordOf(process);
+    QCOMPARE(record.pid, process.pid());
+    QCOMPARE(record.version, QByteArray("1.0"));
+}
+
 void TstPidrtsys::hiddenEnvironmentLeavesTheProgramPath_data()
 {
     QTest::addColumn<QByteArray>("firstArgument");
@@ -395,6 +454,77 @@ void TstPidrtsys::hiddenEnvironmentLeavesTheProgramPath()
     QCOMPARE(record.userName, nameOf(0));
     QCOMPARE(record.workingDirectory, QByteArray()); // hidden as well
     QCOMPARE(recordOf(process).version, QByteArray("7.7"));
+}
+
+void TstPidrtsys::systemOfAnotherUserStartedByItsBareNameIsNotOverlooked()
+{
+    if (geteuid() != 0) {
+        QSKIP("only root can look as another user");
+    }
+    const RealProcess process(copies->systemStart());
+    QVERIFY(process.isUp());
+    const HelperRun outcome = runHelper("env", {"TAVRIN=/opt/tavrin/5.9", QCoreApplication::applicationFilePath(),
+                                                "--look-as", QString::number(NOBODY)});
+    QCOMPARE(outcome.errors, QByteArray());
+    QCOMPARE(outcome.status, 0);
+    const Listed record = recordOf(process, outcome.output);
+    QCOMPARE(record.pid, process.pid());
+    QCOMPARE(record.version, QByteArray("5.9"));
+}
+
+void TstPidrtsys::releaseThatCannotBeFoundOutIsTheCallers_data()
+{
+    QTest::addColumn<QByteArrayList>("environment");
+    QTest::addColumn<QByteArray>("tavrin");
+    QTest::addColumn<QByteArray>("version");
+    const QByteArrayList nothing = {"LANG=C"};
+    for (const NamelessEnvironment& nameless : NAMELESS_ENVIRONMENTS) {
+        QTest::newRow(nameless.description)
+            << nameless.environment << QByteArray("/opt/tavrin/5.9") << QByteArray("5.9");
+    }
+    // The caller takes what follows the last slash for its release, so only this text is a conflict to it.
+    QTest::newRow("caller: trailing slash") << nothing << QByteArray("/opt/tavrin/5.9/") << QByteArray();
+    QTest::newRow("caller: without a slash") << nothing << QByteArray("DEV") << QByteArray("DEV");
+    QTest::newRow("caller: elsewhere") << nothing << QByteArray("/home/me/5.9 p") << QByteArray("5.9 p");
+    QTest::newRow("caller: not ASCII") << nothing << QByteArray("/opt/tavrin/5.9\xc3\xa9") << QByteArray("5.9\xc3\xa9");
+    QTest::newRow("caller: empty") << nothing << QByteArray("") << QByteArray();
+    QTest::newRow("caller: unset") << nothing << QByteArray() << QByteArray();
+}
+
+void TstPidrtsys::releaseThatCannotBeFoundOutIsTheCallers()
+{
+    QFETCH(QByteArrayList, environment);
+    QFETCH(QByteArray, tavrin);
+    QFETCH(QByteArray, version);
+    Start start = copies->systemStart();
+    start.environment = environment;
+    const RealProcess process(start);
+    QVERIFY(process.isUp());
+    const CallersTavrin caller(tavrin);
+    const Listed record = recordOf(process);
+    QCOMPARE(record.pid, process.pid());
+    QCOMPARE(record.version, version);
+}
+
+void TstPidrtsys::releaseThatIsKnownIsNotTheCallers_data()
+{
+    QTest::addColumn<QByteArrayList>("environment");
+    QTest::addColumn<QByteArray>("firstArgument");
+    QTest::newRow("in the environment") << QByteArrayList{"TAVRIN=/opt/tavrin/5.8"} << QByteArray("rtexec");
+    QTest::newRow("in the path") << QByteArrayList{"LANG=C"} << QByteArray("/opt/tavrin/5.8/bin/rtexec");
+}
+
+void TstPidrtsys::releaseThatIsKnownIsNotTheCallers()
+{
+    QFETCH(QByteArrayList, environment);
+    QFETCH(QByteArray, firstArgument);
+    Start start = copies->systemStart();
+    start.environment = environment;
+    start.arguments = QByteArrayList{firstArgument, "600"};
+    const RealProcess process(start);
+    QVERIFY(process.isUp());
+    const CallersTavrin caller("/opt/tavrin/5.9");
+    QCOMPARE(recordOf(process).version, QByteArray("5.8"));
 }
 
 void TstPidrtsys::otherCommandNamesAreNotListed_data()
@@ -552,6 +682,7 @@ int main(int argc, char* argv[])
     if (task == "--look-at" && argc == 4) {
         return lookAtExactly(QByteArray(argv[2]).toInt(), argv[3]);
     }
+    forgetCallersEnvironment();
     QCoreApplication application(argc, argv);
     TstPidrtsys test;
     return QTest::qExec(&test, argc, argv);

@@ -4,7 +4,6 @@
 
 #include "test_paths.h"
 
-#include <QByteArray>
 #include <QFile>
 #include <QVector>
 
@@ -202,6 +201,12 @@ bool enterPrivateNetwork(const QString& hostOnLoopback, QString* error)
     const QByteArray hosts = "127.0.0.1 localhost " + hostOnLoopback.toLatin1() + "\n";
     return bringLoopbackUp(error) && replaceFile("/etc/hosts", "/opt/hosts", hosts, error) &&
            replaceFile("/etc/nsswitch.conf", "/opt/nsswitch.conf", "hosts: files\n", error);
+}
+
+bool enterPrivateUsers(const QByteArray& lines, QString* error)
+{
+    return replaceFile("/etc/passwd", "/opt/passwd", lines, error) &&
+           replaceFile("/etc/nsswitch.conf", "/opt/nsswitch.conf", "passwd: files\n", error);
 }
 
 void forgetCallersEnvironment()

@@ -3,6 +3,7 @@
 // file modes, so that an unwritable directory is unwritable even for root.
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 /**
@@ -17,6 +18,12 @@ bool enterPrivateOpt(QString* error);
  * lives too, with every port free. Call it after enterPrivateOpt() and before any thread exists.
  */
 bool enterPrivateNetwork(const QString& hostOnLoopback, QString* error);
+
+/**
+ * Replaces the users that this process and the programs it starts know by the given lines of a user database. Call it
+ * after enterPrivateOpt() and before the first user is looked up.
+ */
+bool enterPrivateUsers(const QByteArray& lines, QString* error);
 
 /** Forgets what the caller's environment says about proxies, displays, logging and TAVRIN. */
 void forgetCallersEnvironment();

@@ -1,7 +1,8 @@
 // Asks the stand-in library for running systems while real processes named rtexec run. Other tests may run such
 // processes at the same time, so records are found by pid; where their number counts, a copy of this program looks from
-// a process namespace of its own, and where another user's view counts, a copy looks as that user. What becomes of the
-// block that the library gives away is the subject of tst_pidrtsys_memory.
+// a process namespace of its own, where another user's view counts, a copy looks as that user, and where the user
+// database counts, a copy has one of its own. What becomes of the block that the library gives away is the subject of
+// tst_pidrtsys_memory.
 #include "helper_run.h"
 #include "message_guard.h"
 #include "pidrtsys.h"
@@ -143,6 +144,26 @@ int lookAs(uid_t user)
     return 0;
 }
 
+/** Looks once at a system of a user whose record holds a text of `length` characters; prints the user's name. */
+int lookAtOwner(int length, const QByteArray& program)
+{
+    QString error;
+    if (!enterPrivateOpt(&error) ||
+        !enterPrivateUsers(
+            "operator:x:" + QByteArray::number(geteuid()) + ":0:" + QByteArray(length, 'x') + ":/:/bin/sh\n", &error)) {
+        fprintf(stderr, "%s\n", qUtf8Printable(error));
+        return 1;
+    }
+    Start start;
+    start.program = program;
+    const RealProcess process(start);
+    if (!process.isUp()) {
+        return 1;
+    }
+    printf("%s\n", recordOf(process).userName.constData());
+    return 0;
+}
+
 /** Looks once while `count` systems of this namespace run; prints how many of them were expected and the answer. */
 int lookAtExactly(int count, const QByteArray& program)
 {
@@ -182,6 +203,8 @@ private slots:
     void userNameIsTheOwners();
     void userNameOfAnotherUserIsGiven();
     void userWithoutNameIsGivenAsNumber();
+    void userWithALongRecordIsGivenByName_data();
+    void userWithALongRecordIsGivenByName();
     void workingDirectoryIsGivenByteForByte();
     void longestWorkingDirectoryIsGivenWhole();
     void unreadAreaIsZero();
@@ -341,6 +364,24 @@ void TstPidrtsys::userWithoutNameIsGivenAsNumber()
     const RealProcess process(start);
     QVERIFY(process.isUp());
     QCOMPARE(recordOf(process).userName, QByteArray::number(unnamed));
+}
+
+void TstPidrtsys::userWithALongRecordIsGivenByName_data()
+{
+    QTest::addColumn<int>("length");
+    QTest::newRow("short") << 10;
+    QTest::newRow("more than a kibibyte") << 1500;
+    QTest::newRow("many kibibytes") << 20000;
+}
+
+void TstPidrtsys::userWithALongRecordIsGivenByName()
+{
+    QFETCH(int, length);
+    const HelperRun outcome = runHelper(QCoreApplication::applicationFilePath(),
+                                        {"--look-at-owner", QString::number(length), copies->path("rtexec")});
+    QCOMPARE(outcome.errors, QByteArray());
+    QCOMPARE(outcome.output, QByteArray("operator\n"));
+    QCOMPARE(outcome.status, 0);
 }
 
 void TstPidrtsys::workingDirectoryIsGivenByteForByte()
@@ -678,6 +719,9 @@ int main(int argc, char* argv[])
     const QByteArray task = argc > 1 ? argv[1] : "";
     if (task == "--look-as" && argc == 3) {
         return lookAs(QByteArray(argv[2]).toUInt());
+    }
+    if (task == "--look-at-owner" && argc == 4) {
+        return lookAtOwner(QByteArray(argv[2]).toInt(), argv[3]);
     }
     if (task == "--look-at" && argc == 4) {
         return lookAtExactly(QByteArray(argv[2]).toInt(), argv[3]);

@@ -1,6 +1,7 @@
 // What becomes of the block of records that the stand-in library gives away: every way of releasing it works, and
 // without memory there is none. A plain allocator of this program's own can run dry at a chosen allocation; where the
-// C allocator has nothing left to give, a copy of this program looks.
+// C allocator has nothing left to give, a copy of this program looks. The three tests of the releases can fail only in
+// the sanitizer build: without the sanitizer every allocator here ends in malloc and free, so no mix of them is seen.
 #include "helper_run.h"
 #include "message_guard.h"
 #include "pidrtsys.h"
@@ -132,7 +133,7 @@ void TstPidrtsysMemory::blockIsReleasedByFree()
     Pidrtsys* systems = nullptr;
     QVERIFY(pidrtsys(&systems) > 0);
     QVERIFY(systems != nullptr);
-    std::free(systems); // a wrong release ends the process
+    std::free(systems); // the sanitizer ends the process after a wrong release
 }
 
 void TstPidrtsysMemory::blockIsReleasedByDelete()
@@ -144,7 +145,7 @@ void TstPidrtsysMemory::blockIsReleasedByDelete()
     Pidrtsys* systems = nullptr;
     QVERIFY(pidrtsys(&systems) > 1);
     QVERIFY(systems != nullptr);
-    delete systems; // a wrong release ends the process
+    delete systems; // the sanitizer ends the process after a wrong release
 }
 
 void TstPidrtsysMemory::blockIsReleasedByArrayDelete()
@@ -156,7 +157,7 @@ void TstPidrtsysMemory::blockIsReleasedByArrayDelete()
     Pidrtsys* systems = nullptr;
     QVERIFY(pidrtsys(&systems) > 1);
     QVERIFY(systems != nullptr);
-    delete[] systems; // a wrong release ends the process
+    delete[] systems; // the sanitizer ends the process after a wrong release
 }
 
 void TstPidrtsysMemoryWithPlainAllocator::exhaustedMemoryGivesNullAndZero()

@@ -324,6 +324,12 @@ int list(Pidrtsys** systems)
 
 } // namespace
 
+// Exported, for then every linker keeps it: by this text an installation tells the stand-in from another library.
+extern "C" {
+__attribute__((visibility("default"))) extern const char pidrtsysStandIn[];
+const char pidrtsysStandIn[] = STAND_IN_MARK;
+}
+
 extern "C" __attribute__((visibility("default"))) int pidrtsys(Pidrtsys** systems)
 {
     *systems = nullptr;

@@ -2,6 +2,7 @@
 // an override of the release does, which directories must be writable, and which address the list is asked from. The
 // default address is reachable here: in this test's own network its host is on loopback.
 #include "expected_report.h"
+#include "expected_steps.h"
 #include "fake_installation.h"
 #include "fake_patch_server.h"
 #include "message_guard.h"
@@ -70,6 +71,8 @@ private slots:
     void redundantOverrideLeavesNoTrace();
     void overrideOnlyLists_data();
     void overrideOnlyLists();
+    void overrideWithQShowsTheStepsBesideARunningSystem();
+    void overrideWarningIsShownBeforeTheListArrives();
     void overrideNeedsNoWriteAccess();
     void overrideOfPlacesInTheWarningIsTakenAsItIs();
     void invalidUrlIsRefused_data();
@@ -198,6 +201,8 @@ void TstEnvironment::installationElsewhereIsRefused_data()
                                    << "/opt/TAVRIN/5.9" << QStringList{"-t", "-l"};
     QTest::newRow("a way that leads out again") << "/opt/tavrin/../TAVRIN/5.9"
                                                 << "/opt/TAVRIN/5.9" << apply;
+    QTest::newRow("the standard location further down") << "/opt/elsewhere/opt/tavrin/5.9"
+                                                        << "/opt/elsewhere/opt/tavrin/5.9" << apply;
     QTest::newRow("before the URL is looked at") << "/opt/TAVRIN/5.9"
                                                  << "/opt/TAVRIN/5.9" << QStringList{"-t", "http://[/"};
 }
@@ -207,7 +212,7 @@ void TstEnvironment::installationElsewhereIsRefused()
     QFETCH(QString, tavrin);
     QFETCH(QString, named);
     QFETCH(QStringList, arguments);
-    const QStringList folders{"/opt/tavrin-old/5.9", "/opt/TAVRIN/5.9"};
+    const QStringList folders{"/opt/tavrin-old/5.9", "/opt/TAVRIN/5.9", "/opt/elsewhere/opt/tavrin/5.9"};
     for (const QString& folder : folders) {
         QVERIFY(QDir().mkpath(folder));
     }
@@ -424,6 +429,38 @@ void TstEnvironment::overrideOnlyLists()
                    "\nYou may restart systems now\n",
                QByteArray());
     QCOMPARE(overriding.tree(), before);
+}
+
+void TstEnvironment::overrideWithQShowsTheStepsBesideARunningSystem()
+{
+    const FakeInstallation installed("5.9");
+    const FakeInstallation overriding("5.8");
+    const LocalSource source(PatchPage().entry("P1", "1 May 2020", "one"));
+
+    Program program;
+    program.tavrin(installed.path()).runningSystems("5.8\tuser\t/home/user\t4711\n");
+    compareRun(program.run({"-t", "-Q", "-r", "5.8", source.url()}), 0,
+               OVERRIDE_WARNING + reportOf("overridden to 5.8", {{"P1", "one"}}) + STEPS_HEADING + CHECK +
+                   "WARNING: A running Tavrin Real Time System of version '5.8' was detected.\n"
+                   "\nContinuing to show proposed course of action ...\n\n" +
+                   DRY_STEPS);
+}
+
+// Also where standard output is a file or a pipe, which would hold it back.
+void TstEnvironment::overrideWarningIsShownBeforeTheListArrives()
+{
+    const FakeInstallation installed("5.9");
+    const FakeInstallation overriding("5.8");
+    FakePatchServer server;
+    server.answer("/", FakePatchServer::Answer::body(PatchPage().html()).held());
+
+    Program program;
+    const std::unique_ptr<ProgramSession> session =
+        program.tavrin(installed.path()).start({"-t", "-r", "5.8", server.url()});
+    QTRY_COMPARE(server.requestedPaths(), QList<QByteArray>{"/"});
+    QVERIFY(session->waitForOutput(OVERRIDE_WARNING));
+    server.release("/");
+    compareRun(session->finish(), 0, OVERRIDE_WARNING + reportOf("overridden to 5.8"));
 }
 
 void TstEnvironment::overrideNeedsNoWriteAccess()

@@ -13,6 +13,8 @@
 
 #include <QDir>
 
+#include <memory>
+
 using Answer = FakePatchServer::Answer;
 
 class TstInstall : public QObject
@@ -25,6 +27,8 @@ private slots:
 
     void everyKindOfArchiveIsInstalled_data();
     void everyKindOfArchiveIsInstalled();
+    void closedStreamsDoNotGetIntoTheFiles_data();
+    void closedStreamsDoNotGetIntoTheFiles();
     void secondRunFindsNothingNew();
     void verboseRunShowsEveryCommand();
     void onlyTheMissingPatchesAreFetched();
@@ -33,6 +37,7 @@ private slots:
     void dryRunChangesNothing();
     void archiveThatTheServerCallsEncodedIsInstalled();
     void answersInChunksBelowTheirAnnouncedLengthAreWhole();
+    void checkIsShownBesideARunningSystemBeforeTheDownloadsEnd();
 
 private:
     QScopedPointer<MessageGuard> guard;
@@ -97,6 +102,43 @@ void TstInstall::everyKindOfArchiveIsInstalled()
              (QStringList{"P1.tar", "P2.tar", "P3.tar.bz2", "P4.tar", "P5.gz", "P6.Z"}));
     QCOMPARE(server.requestedPaths().size(), local ? 0 : 7);
     QCOMPARE(QDir(program.home()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).filter(".tar"), QStringList());
+}
+
+void TstInstall::closedStreamsDoNotGetIntoTheFiles_data()
+{
+    QTest::addColumn<QVector<int>>("closed");
+    QTest::newRow("input") << QVector<int>{0};
+    QTest::newRow("output") << QVector<int>{1};
+    QTest::newRow("errors") << QVector<int>{2};
+    QTest::newRow("input and output") << QVector<int>{0, 1};
+    QTest::newRow("input and errors") << QVector<int>{0, 2};
+    QTest::newRow("output and errors") << QVector<int>{1, 2};
+    QTest::newRow("all") << QVector<int>{0, 1, 2};
+}
+
+// A stream that stays closed would lend its number to the next file or connection of the program.
+void TstInstall::closedStreamsDoNotGetIntoTheFiles()
+{
+    QFETCH(QVector<int>, closed);
+    const Sample sample;
+    const QStringList expected = sample.expectedListing();
+    FakePatchServer server;
+    sample.serve(server);
+    server.answer("/5.9/", Answer::file(sample.sourcePath() + "/index.html").held());
+    Program program;
+    const std::unique_ptr<ProgramSession> session =
+        program.tavrin(RELEASE_DIRECTORY).closedStreams(closed).start({"-t", server.url("/5.9/")});
+    QTRY_COMPARE(server.requestedPaths().size(), 1);
+    for (const int descriptor : closed) {
+        const QString link = QStringLiteral("/proc/%1/fd/%2").arg(session->processId()).arg(descriptor);
+        QCOMPARE(QFile::symLinkTarget(link), QString("/dev/null"));
+    }
+    session->closeInput();
+    server.release("/5.9/");
+    const QByteArray output = reportOf("5.9", PATCHES) + NO_CONFLICT + QUESTION + DOWNLOAD + downloadedAll() + APPLY +
+                              installingAll() + FINISH;
+    compareRun(session->finish(), 0, closed.contains(1) ? QByteArray() : output);
+    QCOMPARE(listingOf(RELEASE_DIRECTORY), expected);
 }
 
 void TstInstall::secondRunFindsNothingNew()
@@ -218,6 +260,26 @@ void TstInstall::answersInChunksBelowTheirAnnouncedLengthAreWhole()
     compareRun(program.tavrin(installation.path()).input("y\n").run({"-t", server.url()}), 0,
                untilDownload(1) + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + FINISH);
     QCOMPARE(contentOf(installation.path("patches/P1.tar")), archive);
+}
+
+// Also where standard output is a file or a pipe, which would hold it back; what comes behind the check may be held.
+void TstInstall::checkIsShownBesideARunningSystemBeforeTheDownloadsEnd()
+{
+    const Sample sample({"P1", "P2", "P4", "P5", "P6"});
+    FakePatchServer server;
+    server.answer("/5.9/", Answer::file(sample.sourcePath() + "/index.html"));
+    server.answer("/5.9/P3.tar.bz2", Answer::file(sample.sourcePath() + "/P3.tar.bz2").held());
+    Program program;
+    program.tavrin(RELEASE_DIRECTORY).runningSystems("5.9\tuser\t/home/user\t4711\n");
+    const std::unique_ptr<ProgramSession> session = program.start({"-t", "-Q", server.url("/5.9/")});
+    QTRY_COMPARE(server.requestedPaths().size(), 2);
+    const QByteArray shown = reportOf("5.9", {PATCHES.at(2)}) + CHECK;
+    QVERIFY(session->waitForOutput(shown));
+    server.release("/5.9/P3.tar.bz2");
+    compareRun(session->finish(), 0,
+               shown + "WARNING: A running Tavrin Real Time System of version '5.9' was detected.\n" +
+                   "\n-Q option: continuing ...\n\n" + DOWNLOAD + "Downloaded P3.tar.bz2\n" + APPLY +
+                   installing("P3.tar.bz2", {"bin/three", "patched/P3"}) + FINISH);
 }
 
 TAVRIN_TEST_MAIN(TstInstall)

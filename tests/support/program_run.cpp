@@ -23,16 +23,16 @@ namespace {
 class ChildProcess : public QProcess
 {
 public:
-    ChildProcess(bool withoutInput, bool withoutChildSignal)
-        : inputIsClosed(withoutInput), childSignalIsBlocked(withoutChildSignal)
+    ChildProcess(const QVector<int>& withoutDescriptors, bool withoutChildSignal)
+        : closedDescriptors(withoutDescriptors), childSignalIsBlocked(withoutChildSignal)
     {
     }
 
 protected:
     void setupChildProcess() override
     {
-        if (inputIsClosed) {
-            ::close(STDIN_FILENO);
+        for (const int descriptor : closedDescriptors) {
+            ::close(descriptor);
         }
         if (childSignalIsBlocked) {
             sigset_t blocked;
@@ -46,8 +46,8 @@ protected:
     }
 
 private:
-    bool inputIsClosed;
-    bool childSignalIsBlocked;
+    const QVector<int> closedDescriptors;
+    const bool childSignalIsBlocked;
 };
 
 // Turns the event loop until the condition holds or the process has nothing more to say.
@@ -252,7 +252,12 @@ Program& Program::input(const QByteArray& text)
 
 Program& Program::closedInput()
 {
-    inputIsClosed = true;
+    return closedStreams({STDIN_FILENO});
+}
+
+Program& Program::closedStreams(const QVector<int>& descriptors)
+{
+    closedDescriptors = descriptors;
     return *this;
 }
 
@@ -310,7 +315,7 @@ ProgramRun Program::run(const QStringList& arguments)
 
 std::unique_ptr<ProgramSession> Program::start(const QStringList& arguments)
 {
-    auto process = std::make_unique<ChildProcess>(inputIsClosed, childSignalIsBlocked);
+    auto process = std::make_unique<ChildProcess>(closedDescriptors, childSignalIsBlocked);
     process->setProcessEnvironment(environment);
     process->setWorkingDirectory(directory.isEmpty() ? home() : directory);
     process->start(executable, arguments);

@@ -9,6 +9,7 @@
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
+#include <QVector>
 
 #include <memory>
 
@@ -106,6 +107,9 @@ public:
     /** Starts the program without a standard input at all. */
     Program& closedInput();
 
+    /** Starts the program without these of its standard streams: 0 for input, 1 for output, 2 for errors. */
+    Program& closedStreams(const QVector<int>& descriptors);
+
     /** Starts the program with SIGCHLD blocked, as a caller may leave it to the programs that it starts. */
     Program& blockedChildSignal();
 
@@ -140,7 +144,7 @@ private:
     QProcessEnvironment environment;
     QTemporaryDir homeDirectory;
     QByteArray inputText;
-    bool inputIsClosed = false;
+    QVector<int> closedDescriptors;
     bool childSignalIsBlocked = false;
     int limit = 60000;
 };

@@ -75,6 +75,7 @@ private slots:
 
     void failedDownloadEndsTheRun_data();
     void failedDownloadEndsTheRun();
+    void failedDownloadIsNamedByItsFullyEncodedAddress();
     void missingLocalArchiveEndsTheRun();
     void corruptedArchiveEndsTheRun_data();
     void corruptedArchiveEndsTheRun();
@@ -157,6 +158,21 @@ void TstInstallFailures::failedDownloadEndsTheRun()
     // Nothing is unpacked before everything is there.
     QCOMPARE(QDir(installation.path("patched")).entryList(QDir::Files), QStringList());
     QVERIFY(!QFileInfo::exists(installation.path("applied_patches.html")));
+}
+
+void TstInstallFailures::failedDownloadIsNamedByItsFullyEncodedAddress()
+{
+    const FakeInstallation installation;
+    FakePatchServer server;
+    server.answer("/5.9/", Answer::body(PatchPage().entry("P1", "1 May", "text", "P 1%C3%A9.tar").html()));
+    const QString address = server.url("/5.9/").replace("//", "//%1@");
+    const QString shownByQt = address.arg("user:pass word") + QString::fromUtf8("P 1\u00e9.tar");
+    const QString asked = address.arg("user:pass%20word") + "P%201%C3%A9.tar";
+    Program program;
+    compareRun(program.tavrin(installation.path()).input("y\n").run({"-t", address.arg("user:pass word")}), 1,
+               untilDownload(1),
+               "Download of " + asked.toLatin1() + " failed: Error transferring " + shownByQt.toLatin1() +
+                   " - server replied: As told\n\n");
 }
 
 void TstInstallFailures::missingLocalArchiveEndsTheRun()

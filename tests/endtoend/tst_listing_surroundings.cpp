@@ -14,6 +14,10 @@
 #include <QScopedPointer>
 #include <QUrl>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 class TstListingSurroundings : public QObject
 {
     Q_OBJECT
@@ -24,6 +28,7 @@ private slots:
 
     void headerNamesProgramAndRelease_data();
     void headerNamesProgramAndRelease();
+    void headerNamesTheProgramAsInvoked_data();
     void headerNamesTheProgramAsInvoked();
     void textsBeyondAsciiAreWrittenInUtf8_data();
     void textsBeyondAsciiAreWrittenInUtf8();
@@ -32,6 +37,7 @@ private slots:
     void terminalRunNeedsNoDisplay_data();
     void terminalRunNeedsNoDisplay();
     void terminalRunLoadsNoPlugins();
+    void runningSystemsAreAskedForBeforeTheList();
     void listingWithoutTerminalOptionNeedsADisplay_data();
     void listingWithoutTerminalOptionNeedsADisplay();
     void listingWithADisplayOpensNoWindow_data();
@@ -95,16 +101,25 @@ void TstListingSurroundings::headerNamesProgramAndRelease()
     compareRun(run, 0, expected + start + platform + "\nNo new patches\n");
 }
 
+void TstListingSurroundings::headerNamesTheProgramAsInvoked_data()
+{
+    QTest::addColumn<QString>("name");
+
+    QTest::newRow("a blank in it") << "my updater";
+    QTest::newRow("dots in it") << "tavrin_update-5.9.1";
+}
+
 void TstListingSurroundings::headerNamesTheProgramAsInvoked()
 {
+    QFETCH(QString, name);
     const FakeInstallation installation;
     const LocalSource source(pageOf(0));
     const QTemporaryDir elsewhere;
-    const QString link = elsewhere.filePath("my updater");
+    const QString link = elsewhere.filePath(name);
     QVERIFY(QFile::link(programPath(), link));
 
     const ProgramRun run = Program(link).tavrin(installation.path()).run({"-t", "-l", source.url()});
-    compareRun(run, 0, headerLine("5.9", "my updater") + "\nNo new patches\n");
+    compareRun(run, 0, headerLine("5.9", name) + "\nNo new patches\n");
 }
 
 // Qt takes the C locale, in which scheduled jobs run, for UTF-8 too.
@@ -185,6 +200,30 @@ void TstListingSurroundings::terminalRunLoadsNoPlugins()
     QVERIFY2(!loaded.contains("/plugins/"), loaded.constData());
     server.release("/");
     compareRun(session->finish(), 0, reportOf("5.9"));
+}
+
+// Qt opens the page of a local source when it is asked for. It is put there while the program waits for the systems.
+void TstListingSurroundings::runningSystemsAreAskedForBeforeTheList()
+{
+    const FakeInstallation installation;
+    const QTemporaryDir source;
+    Program program;
+    const QString systems = program.home() + "/systems";
+    QCOMPARE(::mkfifo(QFile::encodeName(systems).constData(), 0600), 0);
+    const std::unique_ptr<ProgramSession> session = program.tavrin(installation.path())
+                                                        .set("FAKE_PIDRTSYS", systems)
+                                                        .start({"-t", "-l", "file://" + source.path()});
+    int writer = -1;
+    const auto programReads = [&] {
+        if (writer < 0) {
+            writer = ::open(QFile::encodeName(systems).constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+        }
+        return writer >= 0;
+    };
+    QTRY_VERIFY(programReads());
+    pageOf(1).writeTo(source.path());
+    ::close(writer);
+    compareRun(session->finish(), 0, reportOf("5.9", patchesOf(1)));
 }
 
 void TstListingSurroundings::listingWithoutTerminalOptionNeedsADisplay_data()

@@ -93,6 +93,11 @@ void TstAppliedPage::firstPatchThatBeginsLikeTheArchiveIsMarked_data()
                                            << "Y";
     QTest::newRow("patch in upper case") << QStringList{"ABC-1"} << "abc-1.tar.gz"
                                          << "Y";
+    QTest::newRow("patch in every upper-case letter")
+        << QStringList{"P1", "ABCDEFGHIJKLMNOPQRSTUVWXYZ"} << "abcdefghijklmnopqrstuvwxyz.tar"
+        << "NY";
+    QTest::newRow("signs beside the letters") << QStringList{"`P{", "@P["} << "@p[.tar"
+                                              << "NY";
     QTest::newRow("beyond ASCII") << QStringList{QString::fromUtf8("P\xc3\x89")} << QString::fromUtf8("p\xc3\xa9.tar")
                                   << "Y";
     QTest::newRow("other letters within a name beyond ASCII")

@@ -33,6 +33,27 @@ QStringList namesOf(Logic& logic)
     return names;
 }
 
+// The addresses of the replies that were released with deleteLater(), in order.
+class ReleasedReplies : public QObject
+{
+public:
+    ReleasedReplies()
+    {
+        QCoreApplication::instance()->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        const auto* reply = qobject_cast<QNetworkReply*>(watched);
+        if (reply != nullptr && event->type() == QEvent::DeferredDelete) {
+            addresses << reply->url().toString();
+        }
+        return false;
+    }
+
+    QStringList addresses;
+};
+
 // A business-logic object in window mode with what it signals.
 struct Window
 {
@@ -254,11 +275,14 @@ void TstListRequest::onlyTheLastRequestFillsTheList()
     Window window(server.url("/slow/"));
     window.logic.requestUpdatesList();
     QTRY_COMPARE(server.requestedPaths().value(0), QByteArray("/slow/"));
+    const ReleasedReplies released;
     QCOMPARE(window.logic.setUrl(server.url("/fast/")), QString());
     QTRY_COMPARE(window.ready.count(), 1);
+    QTRY_COMPARE(released.addresses, QStringList{server.url("/fast/")});
     QCOMPARE(namesOf(window.logic), QStringList("Fast"));
 
     server.release("/slow/");
+    QTRY_COMPARE(released.addresses, (QStringList{server.url("/fast/"), server.url("/slow/")}));
     QCOMPARE(window.logic.setUrl(server.url("/fast/")), QString());
     QTRY_COMPARE(window.ready.count(), 2);
     QCOMPARE(namesOf(window.logic), QStringList("Fast"));
@@ -276,11 +300,13 @@ void TstListRequest::supersededFileReplyIsReleasedUnread()
         page.write(pageOf(name));
     }
     Window window("file://" + source.path() + "/one");
+    const ReleasedReplies released;
     window.logic.requestUpdatesList();
     QCOMPARE(window.logic.setUrl("file://" + source.path() + "/two"), QString());
     QTRY_COMPARE(window.ready.count(), 1);
     QCOMPARE(namesOf(window.logic), QStringList("two"));
-    QCoreApplication::processEvents();
+    const QString address = "file://" + source.path();
+    QTRY_COMPARE(released.addresses, (QStringList{address + "/one/index.html", address + "/two/index.html"}));
     QCOMPARE(window.ready.count(), 1);
     QCOMPARE(namesOf(window.logic), QStringList("two"));
 }

@@ -60,6 +60,7 @@ private slots:
     void appliedFlagIsSetUnderTheCursor();
     void markerFilesDecideWhatIsApplied_data();
     void markerFilesDecideWhatIsApplied();
+    void markerThatCannotBeReadCounts();
     void installationItselfIsSearchedWithoutAMarkerDirectory();
     void appliedStateIsWorkedOutAfresh();
     void updatesAreNeededWhenOneIsMissing();
@@ -223,6 +224,17 @@ void TstRecords::markerFilesDecideWhatIsApplied()
     }
     logic.determinePatchesApplied();
     QTEST(appliedMarks(logic), "marks");
+}
+
+void TstRecords::markerThatCannotBeReadCounts()
+{
+    FakeInstallation installation;
+    installation.withPatched("Patch1").withMode("patched/Patch1", 0);
+    QVERIFY(!QFileInfo(installation.path("patched/Patch1")).isReadable());
+    Logic logic("tavrin_update");
+    prepare(logic, installation, {"Patch1", "Patch2"});
+    logic.determinePatchesApplied();
+    QCOMPARE(appliedMarks(logic), QString("YN"));
 }
 
 void TstRecords::installationItselfIsSearchedWithoutAMarkerDirectory()

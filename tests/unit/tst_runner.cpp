@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QTest>
+#include <QTextCodec>
 
 #include <csignal>
 #include <memory>
@@ -25,6 +26,27 @@ const QString TELL_INPUT_STATE =
     QStringLiteral("my $set = ''; vec($set, 0, 1) = 1; print select($set, undef, undef, 0.5) ? 'ended' : 'open'");
 
 constexpr int MEGABYTE = 1 << 20;
+
+// Another local encoding as long as this object lives.
+class LocalEncoding
+{
+public:
+    explicit LocalEncoding(const char* name) : before(QTextCodec::codecForLocale())
+    {
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName(name));
+    }
+
+    ~LocalEncoding()
+    {
+        QTextCodec::setCodecForLocale(before);
+    }
+
+    LocalEncoding(const LocalEncoding&) = delete;
+    LocalEncoding& operator=(const LocalEncoding&) = delete;
+
+private:
+    QTextCodec* before;
+};
 
 struct Outcome
 {
@@ -78,6 +100,8 @@ private slots:
     void inputThatNobodyReadsDoesNotMatter();
     void outputIsStandardErrorOrElseStandardOutput_data();
     void outputIsStandardErrorOrElseStandardOutput();
+    void outputIsReadInUtf8WhateverTheLocale_data();
+    void outputIsReadInUtf8WhateverTheLocale();
     void exitCodeDecides_data();
     void exitCodeDecides();
     void killedProgramFails_data();
@@ -97,6 +121,7 @@ private slots:
     void chainDoesNotSplitACommandWithArguments();
     void chainReportsItsFailures_data();
     void chainReportsItsFailures();
+    void chainReadsComplaintsInUtf8WhateverTheLocale();
     void chainStopsAtTheFirstComplaint();
     void chainShowsNothing();
 
@@ -275,6 +300,23 @@ void TstRunner::outputIsStandardErrorOrElseStandardOutput()
     const Outcome withInput = window.shell(script, "read by nobody");
     QTEST(withInput.output, "output");
     QVERIFY(withInput.succeeded);
+}
+
+void TstRunner::outputIsReadInUtf8WhateverTheLocale_data()
+{
+    QTest::addColumn<QString>("redirection");
+    QTest::newRow("standard output") << "";
+    QTest::newRow("standard error") << ">&2";
+}
+
+void TstRunner::outputIsReadInUtf8WhateverTheLocale()
+{
+    QFETCH(QString, redirection);
+    const Window window;
+    const LocalEncoding encoding("ISO-8859-1");
+    const Outcome outcome = window.shell("printf '\\303\\251' " + redirection);
+    QCOMPARE(outcome.output, QString(QChar(0xe9)));
+    QVERIFY(outcome.succeeded);
 }
 
 void TstRunner::exitCodeDecides_data()
@@ -501,6 +543,16 @@ void TstRunner::chainReportsItsFailures()
     QByteArray output = "left from before";
     QTEST(window.logic.systemCommandChain(first, firstArguments, second, secondArguments, output), "failure");
     QCOMPARE(output, QByteArray("left from before"));
+}
+
+void TstRunner::chainReadsComplaintsInUtf8WhateverTheLocale()
+{
+    const Window window;
+    const LocalEncoding encoding("ISO-8859-1");
+    const QStringList complaining{"-c", "printf '\\303\\251' >&2"};
+    QByteArray output;
+    QCOMPARE(window.logic.systemCommandChain("/bin/sh", complaining, "/bin/cat", {"-"}, output), QString(QChar(0xe9)));
+    QCOMPARE(window.logic.systemCommandChain("/bin/echo", {"a"}, "/bin/sh", complaining, output), QString(QChar(0xe9)));
 }
 
 void TstRunner::chainStopsAtTheFirstComplaint()

@@ -294,6 +294,26 @@ int Program::runningSystemQueries() const
     return log.open(QIODevice::ReadOnly) ? log.readAll().count('\n') : 0;
 }
 
+Program& Program::recordTexts()
+{
+    preload(textRecorderPath());
+    return set(QStringLiteral("TEXT_RECORD"), home() + QStringLiteral("/texts"));
+}
+
+QStringList Program::recordedTexts() const
+{
+    QFile record(environment.value(QStringLiteral("TEXT_RECORD")));
+    QStringList texts;
+    if (record.open(QIODevice::ReadOnly)) {
+        QList<QByteArray> parts = record.readAll().split('\0');
+        parts.removeLast(); // what follows the last terminator
+        for (const QByteArray& text : qAsConst(parts)) {
+            texts << QString::fromUtf8(text);
+        }
+    }
+    return texts;
+}
+
 Program& Program::timeLimit(int milliseconds)
 {
     limit = milliseconds;

@@ -127,6 +127,12 @@ public:
     /** How often the started program asked for the running systems. */
     int runningSystemQueries() const;
 
+    /** Has the started program note every text that it translates. */
+    Program& recordTexts();
+
+    /** The texts of all runs since recordTexts(), each as "context|text". */
+    QStringList recordedTexts() const;
+
     /** How long a run may take before it is killed; in milliseconds. */
     Program& timeLimit(int milliseconds);
 

@@ -28,6 +28,11 @@ QString pidrtsysPath()
     return QFile::decodeName(PIDRTSYS_LIBRARY);
 }
 
+QString textRecorderPath()
+{
+    return QFile::decodeName(TEXT_RECORDER_LIBRARY);
+}
+
 QString projectSourceDir()
 {
     return QFile::decodeName(PROJECT_SOURCE_DIR);

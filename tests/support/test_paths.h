@@ -19,6 +19,9 @@ QString starterPath();
 /** The library that the built program is linked to: the stand-in for the installation's, or that itself. */
 QString pidrtsysPath();
 
+/** The library that has a started program note the texts that it translates. */
+QString textRecorderPath();
+
 /** The folder of the project's sources. */
 QString projectSourceDir();
 

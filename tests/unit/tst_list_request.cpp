@@ -11,6 +11,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTranslator>
 
 #include <memory>
 
@@ -52,6 +53,22 @@ public:
     }
 
     QStringList addresses;
+};
+
+// Knows one of Qt's own texts.
+class QtTranslator : public QTranslator
+{
+public:
+    QString translate(const char* context, const char* sourceText, const char*, int) const override
+    {
+        const bool isKnown = qstrcmp(context, "QHttp") == 0 && qstrcmp(sourceText, "Connection closed") == 0;
+        return isKnown ? QStringLiteral("Verbindung beendet") : QString();
+    }
+
+    bool isEmpty() const override
+    {
+        return false;
+    }
 };
 
 // A business-logic object in window mode with what it signals.
@@ -104,6 +121,7 @@ private slots:
     void brokenPageIsReportedAsItIs();
     void pageCutShortIsAFailedFetch_data();
     void pageCutShortIsAFailedFetch();
+    void pageCutShortIsReportedInQtsTranslation();
     void onlyTheLastRequestFillsTheList();
     void supersededFileReplyIsReleasedUnread();
     void replyFromElsewhereIsHandled();
@@ -265,6 +283,20 @@ void TstListRequest::pageCutShortIsAFailedFetch()
     QCOMPARE(window.progress.value(0).value(0).toString(),
              failed ? QString("Failed to read patches from\nhttp://host.test/5.9/\nConnection closed\n") : QString());
     QCOMPARE(window.failures.count(), 0);
+}
+
+void TstListRequest::pageCutShortIsReportedInQtsTranslation()
+{
+    Window window("file:///nowhere/");
+    PageReply reply("");
+    reply.setStatus(200);
+    reply.announceLength(1);
+    QtTranslator translator;
+    QVERIFY(QCoreApplication::installTranslator(&translator));
+    window.receive(&reply);
+    QVERIFY(QCoreApplication::removeTranslator(&translator));
+    QCOMPARE(window.progress.value(0).value(0).toString(),
+             QString("Failed to read patches from\nhttp://host.test/5.9/\nVerbindung beendet\n"));
 }
 
 void TstListRequest::onlyTheLastRequestFillsTheList()

@@ -3,14 +3,33 @@
 
 #include <QEvent>
 
+bool TavrinUpdatePatchTree::holdsRowWidgets() const
+{
+    // The widgets of a former list are still children of the viewport for a while; only the rows know.
+    for (int row = 0; row < topLevelItemCount(); ++row) {
+        for (int column = 0; column < columnCount(); ++column) {
+            if (indexWidget(model()->index(row, column)) != nullptr) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
 void TavrinUpdatePatchTree::updateEditorGeometries()
 {
+    // Whoever asks for the place of a row runs a layout that is still pending. Without a widget QTreeWidget does not
+    // ask.
+    if (!holdsRowWidgets()) {
+        QTreeWidget::updateEditorGeometries();
+        return;
+    }
     // Asked for the place of a row, QTreeWidget adds up the heights of all rows between it and the first in view. Here
     // they are added up once.
     const int rows = topLevelItemCount();
     QVector<int> edges;
     edges.reserve(rows + 1);
-    edges.append(rows > 0 ? QTreeWidget::visualRect(model()->index(0, 0)).top() : 0);
+    edges.append(QTreeWidget::visualRect(model()->index(0, 0)).top());
     for (int row = 0; row < rows; ++row) {
         edges.append(edges.last() + rowHeight(model()->index(row, 0)));
     }

@@ -19,5 +19,7 @@ protected:
     void updateEditorGeometries() override;
 
 private:
+    bool holdsRowWidgets() const;
+
     QVector<int> rowEdges; // the top of each row and the bottom of the last; empty but while widgets are being placed
 };

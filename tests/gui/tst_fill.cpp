@@ -1,18 +1,14 @@
-// The tree of patches after it was filled, held against the plain loop: an item into the tree, its label into the item,
-// the next. The widget takes a shorter way for long lists, and nobody may see a difference: items, labels, geometry,
-// scroll position and scroll bars are compared, at once and after the pending layouts.
+// The tree of patches after it was filled. The widget takes a shorter way for long lists, and no one may see a
+// difference to a plain QTreeWidget that was filled row by row: items, labels, geometry, scroll position and scroll
+// bars are compared, at once and after the pending layouts.
+#include "fill_comparison.h"
 #include "message_guard.h"
-#include "tavrin_update_bl.h"
-#include "tavrin_update_mainwindow.h"
-#include "tavrin_update_widget.h"
 #include "test_main.h"
 
 #include <QApplication>
-#include <QHeaderView>
-#include <QLabel>
-#include <QScrollBar>
 #include <QTest>
-#include <QTreeWidget>
+
+Q_DECLARE_METATYPE(PatchList)
 
 namespace {
 
@@ -23,125 +19,11 @@ enum Applied
     All
 };
 
-/** What the widget is to show: as many patches as asked for, with descriptions of different lengths. */
-void addPatches(TavrinUpdateBusinessLogic& logic, int count, Applied applied, bool longDescriptions)
+PatchList listOf(int count, Applied applied, bool longDescriptions)
 {
-    const QString sentence = QStringLiteral("Corrects a fault in the conversion of records.\n  ");
-    for (int i = 0; i < count; ++i) {
-        const QString name = QStringLiteral("P%1").arg(i);
-        const bool isApplied = applied == All || (applied == Some && (i < count / 2 || i % 3 == 0));
-        logic.addPatchToList(name, name + " 1 Jan 2020", isApplied, name + ".tar",
-                             longDescriptions ? sentence.repeated(1 + i % 12) : sentence);
-    }
+    const int firstMissing = applied == None ? 0 : (applied == Some ? count / 2 : count);
+    return {count, firstMissing, longDescriptions ? Descriptions::Mixed : Descriptions::Short};
 }
-
-/** The patches as the plain loop shows them. */
-void fillPlainly(TavrinUpdateBusinessLogic& logic, QTreeWidget* tree)
-{
-    tree->clear();
-    QTreeWidgetItem* firstNotInstalled = nullptr;
-    const bool onlyOne = logic.getPatchCount() == 1;
-    while (logic.nextPatch()) {
-        if (!onlyOne && logic.getPatchName().toLower().startsWith("trialpatch")) {
-            continue;
-        }
-        auto* item = new QTreeWidgetItem(tree, {logic.getPatchName(), logic.patchIsInstalled() ? "Y" : "N"});
-        auto* label = new QLabel(logic.getPatchDescription().simplified());
-        label->setContentsMargins(0, 4, 0, 4);
-        label->setWordWrap(true);
-        tree->setItemWidget(item, 2, label);
-        tree->addTopLevelItem(item);
-        if (firstNotInstalled == nullptr && !logic.patchIsInstalled()) {
-            firstNotInstalled = item;
-        }
-    }
-    if (firstNotInstalled != nullptr) {
-        tree->scrollToItem(firstNotInstalled, QAbstractItemView::EnsureVisible);
-    }
-    if (tree->verticalScrollBar()->isVisible()) {
-        tree->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
-    }
-}
-
-QString text(const QRect& rect)
-{
-    return QStringLiteral("%1,%2 %3x%4").arg(rect.x()).arg(rect.y()).arg(rect.width()).arg(rect.height());
-}
-
-QString describe(const QScrollBar* bar)
-{
-    return QStringLiteral("bar visible %1 value %2 of %3..%4 page %5 step %6 at %7")
-        .arg(bar->isVisible())
-        .arg(bar->value())
-        .arg(bar->minimum())
-        .arg(bar->maximum())
-        .arg(bar->pageStep())
-        .arg(bar->singleStep())
-        .arg(text(bar->geometry()));
-}
-
-/** All that can be seen of the tree. */
-QStringList describe(QTreeWidget* tree)
-{
-    QStringList lines;
-    lines << QStringLiteral("policy %1 viewport %2 tree %3")
-                 .arg(tree->verticalScrollBarPolicy())
-                 .arg(text(tree->viewport()->geometry()), text(tree->geometry()));
-    lines << describe(tree->verticalScrollBar()) << describe(tree->horizontalScrollBar());
-    lines << QStringLiteral("columns %1 %2 %3")
-                 .arg(tree->columnWidth(0))
-                 .arg(tree->columnWidth(1))
-                 .arg(tree->columnWidth(2));
-    for (int i = 0; i < tree->topLevelItemCount(); ++i) {
-        QTreeWidgetItem* item = tree->topLevelItem(i);
-        const auto* label = qobject_cast<QLabel*>(tree->itemWidget(item, 2));
-        const bool isCurrent = tree->currentItem() == item;
-        const QMargins margins = label->contentsMargins();
-        lines << QStringLiteral("flags %1 current %2 format %3 wrap %4 in viewport %5 margins %6 %7 %8")
-                     .arg(int(item->flags()))
-                     .arg(isCurrent)
-                     .arg(label->textFormat())
-                     .arg(label->wordWrap())
-                     .arg(label->parentWidget() == tree->viewport())
-                     .arg(margins.left())
-                     .arg(margins.right())
-                     .arg(margins.bottom());
-        lines << QStringLiteral("%1|%2|%3 of %4 columns, type %5, label '%6' at %7 visible %8, margins %9")
-                     .arg(item->text(0), item->text(1), item->text(2))
-                     .arg(item->columnCount())
-                     .arg(item->type())
-                     .arg(label->text(), text(label->geometry()))
-                     .arg(label->isVisible())
-                     .arg(label->contentsMargins().top());
-    }
-    return lines;
-}
-
-/** The places of the items; asking for them has the tree do a layout that is still pending. */
-QStringList itemPlaces(QTreeWidget* tree)
-{
-    QStringList lines;
-    for (int i = 0; i < tree->topLevelItemCount(); ++i) {
-        lines << text(tree->visualItemRect(tree->topLevelItem(i)));
-    }
-    return lines;
-}
-
-/** A main window that a test fills by hand or has filled, with its tree at hand. */
-struct Window
-{
-    explicit Window(TavrinUpdateBusinessLogic& logic)
-        : window(logic)
-        , widget(window.findChild<TavrinUpdateWidget*>())
-        , tree(window.findChild<QTreeWidget*>("updatesTreeWidget"))
-    {
-        QObject::disconnect(&logic, nullptr, widget, nullptr);
-    }
-
-    TavrinUpdateMainWindow window;
-    TavrinUpdateWidget* widget;
-    QTreeWidget* tree;
-};
 
 } // namespace
 
@@ -154,6 +36,8 @@ private slots:
     void cleanup();
     void treeIsThatOfThePlainLoop_data();
     void treeIsThatOfThePlainLoop();
+    void refilledListIsLaidOutAndScrolledTooEarly_data();
+    void refilledListIsLaidOutAndScrolledTooEarly();
 
 private:
     MessageGuard* guard = nullptr;
@@ -174,77 +58,96 @@ void TstFill::cleanup()
 
 void TstFill::treeIsThatOfThePlainLoop_data()
 {
-    QTest::addColumn<int>("count");
-    QTest::addColumn<int>("applied");
-    QTest::addColumn<bool>("longDescriptions");
+    QTest::addColumn<PatchList>("list");
     QTest::addColumn<bool>("shown");
     QTest::addColumn<int>("height");
     const int usual = 800;
-    const auto row = [](int count, Applied applied, bool longDescriptions, bool shown, int height) {
-        const QByteArray name = QByteArray::number(count) + " patches, " +
-                                QByteArrayList{"none", "some", "all"}.at(applied) + " applied, " +
-                                (longDescriptions ? "long" : "short") + (shown ? ", shown, " : ", not shown, ") +
-                                QByteArray::number(height) + " high";
-        QTest::newRow(name.constData()) << count << int(applied) << longDescriptions << shown << height;
+    const auto row = [](const PatchList& list, bool shown, int height) {
+        const QByteArray name = describe(list) + (shown ? ", shown, " : ", not shown, ") + QByteArray::number(height);
+        QTest::newRow((name + " high").constData()) << list << shown << height;
     };
     // Up to 19: around the border at which the scroll bar shows, with either length of descriptions.
     for (const int count : {0, 1, 2, 3, 8, 10, 12, 19, 40}) {
         for (const Applied applied : {None, Some}) {
-            row(count, applied, false, true, usual);
-            row(count, applied, true, true, usual);
+            row(listOf(count, applied, false), true, usual);
+            row(listOf(count, applied, true), true, usual);
         }
-        row(count, All, true, true, usual);
+        row(listOf(count, All, true), true, usual);
     }
     // In a high window the scroll bar shows later, while the last rows go in.
     for (const int count : {3, 5, 8, 11}) {
-        row(count, All, true, true, 1100);
+        row(listOf(count, All, true), true, 1100);
     }
     for (const int count : {0, 1, 2, 9, 40}) {
-        row(count, Some, true, false, usual);
+        row(listOf(count, Some, true), false, usual);
     }
 }
 
 void TstFill::treeIsThatOfThePlainLoop()
 {
-    QFETCH(int, count);
-    QFETCH(int, applied);
-    QFETCH(bool, longDescriptions);
+    QFETCH(PatchList, list);
     QFETCH(bool, shown);
     QFETCH(int, height);
-    TavrinUpdateBusinessLogic logic("tavrin_update");
-    addPatches(logic, count, Applied(applied), longDescriptions);
-    Window plain(logic);
-    Window quick(logic);
-    for (Window* each : {&plain, &quick}) {
-        each->window.resize(700, height);
-        each->window.setVisible(shown);
-    }
+    FillComparison windows(height);
+    windows.add(list);
+    windows.setVisible(shown);
     QCoreApplication::processEvents();
 
     // The second and third list meet a tree and a scroll bar that were in use.
     for (const int more : {0, 5, 0}) {
-        addPatches(logic, more, Applied(applied), longDescriptions);
-        for (Window* each : {&plain, &quick}) {
-            each->tree->verticalScrollBar()->setValue(each->tree->verticalScrollBar()->maximum() - more);
-        }
-        fillPlainly(logic, plain.tree);
-        QVERIFY(QMetaObject::invokeMethod(plain.widget, "refreshRealTimeSystemTable"));
-        QVERIFY(QMetaObject::invokeMethod(quick.widget, "populateUpdateList"));
-        QCOMPARE(describe(quick.tree), describe(plain.tree));
+        PatchList added = list;
+        added.count = more;
+        windows.add(added);
+        windows.scrollUpFromEnd(more);
+        windows.fill();
+        QCOMPARE(windows.difference(), QString());
         if (more == 0) {
-            QCOMPARE(itemPlaces(quick.tree), itemPlaces(plain.tree));
+            QCOMPARE(windows.differenceOfPlaces(), QString());
         }
         QCoreApplication::processEvents();
-        QCOMPARE(describe(quick.tree), describe(plain.tree));
-        QCOMPARE(itemPlaces(quick.tree), itemPlaces(plain.tree));
+        QCOMPARE(windows.difference(), QString());
+        QCOMPARE(windows.differenceOfPlaces(), QString());
     }
 
-    for (Window* each : {&plain, &quick}) {
-        each->window.show();
-    }
+    windows.setVisible(true);
     QCoreApplication::processEvents();
-    QCOMPARE(describe(quick.tree), describe(plain.tree));
-    QCOMPARE(itemPlaces(quick.tree), itemPlaces(plain.tree));
+    QCOMPARE(windows.difference(), QString());
+    QCOMPARE(windows.differenceOfPlaces(), QString());
+}
+void TstFill::refilledListIsLaidOutAndScrolledTooEarly_data()
+{
+    QTest::addColumn<int>("height");
+    QTest::addColumn<PatchList>("former");
+    QTest::addColumn<int>("stepsFromEnd");
+    QTest::addColumn<bool>("viaEmptyTree");
+    QTest::addColumn<PatchList>("list");
+    const auto row = [](int height, const PatchList& former, int stepsFromEnd, bool viaEmptyTree,
+                        const PatchList& list) {
+        QTest::addRow("%s, %d up, then%s %s, %d high", describe(former).constData(), stepsFromEnd,
+                      viaEmptyTree ? " empty, then" : "", describe(list).constData(), height)
+            << height << former << stepsFromEnd << viaEmptyTree << list;
+    };
+    using Length = Descriptions;
+    row(700, {4, 4, Length::Mixed}, 0, false, {2, 2, Length::Mixed});
+    row(720, {3, 1, Length::Mixed}, 1, false, {2, 2, Length::Mixed});
+    row(940, {5, 5, Length::Mixed}, 4, false, {2, 2, Length::Short});
+    row(1060, {9, 0, Length::Short}, 0, false, {2, 2, Length::Mixed});
+    row(850, {8, 0, Length::Medium}, 6, true, {1, 1, Length::Short});
+    row(1100, {9, 9, Length::Short}, 0, false, {1, 1, Length::Mixed});
+    row(700, {30, 3, Length::Medium}, 2, false, {1, 1, Length::Short});
+}
+
+void TstFill::refilledListIsLaidOutAndScrolledTooEarly()
+{
+    QFETCH(int, height);
+    QFETCH(PatchList, former);
+    QFETCH(int, stepsFromEnd);
+    QFETCH(bool, viaEmptyTree);
+    QFETCH(PatchList, list);
+    FillComparison windows(height);
+    windows.setVisible(true);
+    QCoreApplication::processEvents();
+    QCOMPARE(windows.differenceOnRefill(former, stepsFromEnd, viaEmptyTree, list), QString());
 }
 
 TAVRIN_GUI_TEST_MAIN(TstFill)

@@ -1,0 +1,79 @@
+// Two windows over one business logic: one fills its tree of patches by itself, the other holds a plain QTreeWidget in
+// the place of its tree, filled by the plain loop: an item into the tree, its label into the item, the next. All that
+// can be seen of the two trees is compared.
+#pragma once
+
+#include "tavrin_update_bl.h"
+#include "tavrin_update_mainwindow.h"
+#include "tavrin_update_widget.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QTreeWidget>
+
+/** How long the descriptions of a list are. */
+enum class Descriptions
+{
+    Short,  // a line each
+    Medium, // two or three lines each
+    Mixed   // one line to many
+};
+
+/** The patches of a list; those before the first missing one are applied, and some after it. */
+struct PatchList
+{
+    int count;
+    int firstMissing; // all are applied when there is none of this number
+    Descriptions descriptions;
+};
+
+/** "12 patches, the first 3 applied, mixed". */
+QByteArray describe(const PatchList& list);
+
+class FillComparison
+{
+public:
+    /** Makes both windows, which are not shown. */
+    explicit FillComparison(int height);
+
+    void setVisible(bool visible);
+
+    /** Adds patches to those that the next filling shows. */
+    void add(const PatchList& list);
+
+    /** Sets the scroll position of both trees, counted from the end. */
+    void scrollUpFromEnd(int steps);
+
+    /** Fills both trees. */
+    void fill();
+
+    /** What differs between the trees as they are; empty when nothing does. */
+    QString difference();
+
+    /** What differs between the places of the items; asking for them runs a layout that is still pending. */
+    QString differenceOfPlaces();
+
+    /**
+     * Fills both trees with a list, scrolls them, and fills them with another one: at once, or with an empty tree shown
+     * in between, as after a change of the address. What differs then or after the pending layouts; empty when nothing
+     * does.
+     */
+    QString differenceOnRefill(const PatchList& former, int stepsFromEnd, bool viaEmptyTree, const PatchList& list);
+
+private:
+    struct Window
+    {
+        explicit Window(TavrinUpdateBusinessLogic& logic);
+
+        TavrinUpdateMainWindow window;
+        TavrinUpdateWidget* widget;
+        QTreeWidget* tree;
+    };
+
+    void forgetPatches();
+    void fillPlainly();
+
+    TavrinUpdateBusinessLogic logic;
+    Window plain;
+    Window quick;
+};

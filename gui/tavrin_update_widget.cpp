@@ -112,9 +112,18 @@ public:
 QLabel* newDescriptionLabel(const QString& description)
 {
     auto* label = new QLabel(description);
+    label->setTextFormat(Qt::PlainText); // a "<b>" in a description is text of its own
     label->setContentsMargins(0, 4, 0, 4);
     label->setWordWrap(true);
     return label;
+}
+
+/** The row of a patch; the label shows the description, which assistive technology finds in the row alone. */
+QTreeWidgetItem* newPatchItem(const QString& name, const QString& mark, const QString& description)
+{
+    auto* item = new QTreeWidgetItem({name, mark});
+    item->setData(2, Qt::AccessibleTextRole, description);
+    return item;
 }
 
 /** A cell of the table of running systems. */
@@ -199,9 +208,10 @@ void TavrinUpdateWidget::populateUpdateList()
             continue;
         }
         const bool installed = logic.patchIsInstalled();
-        auto* item = new QTreeWidgetItem({logic.getPatchName(), installed ? tr("Y") : tr("N")});
+        const QString description = logic.getPatchDescription().simplified();
+        QTreeWidgetItem* item = newPatchItem(logic.getPatchName(), installed ? tr("Y") : tr("N"), description);
         items.append(item);
-        labels.append(newDescriptionLabel(logic.getPatchDescription().simplified()));
+        labels.append(newDescriptionLabel(description));
         if (firstNotInstalled == nullptr && !installed) {
             firstNotInstalled = item;
         }

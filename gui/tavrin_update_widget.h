@@ -34,8 +34,8 @@ public:
     /** The first patch shown under exactly this name; null when there is none. */
     QTreeWidgetItem* getTopLevelItem(QString name) const;
 
-public slots: // in the order in which the meta-object numbers them
-    void appendProgress(const QString& text);
+public slots: // in the order in which the meta-object numbers them, and with the one parameter name that it records
+    void appendProgress(const QString&);
     /** Asks where that is due, then has the missing patches applied. */
     void on_applyButton_clicked();
     void on_defaultUrlButton_clicked();
@@ -45,7 +45,7 @@ public slots: // in the order in which the meta-object numbers them
     /** Shows the list of patches from its start; the first call also starts the refresh of the table. */
     void populateUpdateList();
     /** Shows a failure in a message box and waits until it is closed. */
-    void presentErrorMessage(const QString& text);
+    void presentErrorMessage(const QString&);
     /** Brings the applied marks of the patches shown up to date. */
     void refreshPatchStatus();
     void refreshRealTimeSystemTable();

@@ -188,6 +188,7 @@ void FillComparison::fillPlainly()
         }
         auto* item = new QTreeWidgetItem(tree, {logic.getPatchName(), logic.patchIsInstalled() ? "Y" : "N"});
         auto* label = new QLabel(logic.getPatchDescription().simplified());
+        label->setTextFormat(Qt::PlainText);
         label->setContentsMargins(0, 4, 0, 4);
         label->setWordWrap(true);
         tree->setItemWidget(item, 2, label);

@@ -25,12 +25,15 @@ private slots:
     void init();
     void cleanup();
     void metaObjectNumbersTheSlots();
+    void metaObjectNamesOneParameter();
     void newWidgetIsEmptyAndIdle();
     void urlCanBeEditedOnlyWhenOneWasGiven();
     void progressIsAppended();
     void titleIsThatOfTheBusinessLogic();
     void anotherLanguageReplacesTheTexts();
     void patchesAreListed();
+    void descriptionWithATagShowsWhole();
+    void descriptionIsReadOutInItsCell();
     void trialPatchShowsOnlyAlone_data();
     void trialPatchShowsOnlyAlone();
     void newListReplacesTheFormer();
@@ -97,6 +100,19 @@ void TstWidget::metaObjectNumbersTheSlots()
         "on_urlLineEdit_editingFinished()",
     };
     QCOMPARE(methods, expected);
+}
+
+void TstWidget::metaObjectNamesOneParameter()
+{
+    const QMetaObject& meta = TavrinUpdateWidget::staticMetaObject;
+    QStringList named;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        const QByteArrayList names = meta.method(i).parameterNames();
+        if (!names.join().isEmpty()) {
+            named << meta.method(i).name() + ": " + names.join(", ");
+        }
+    }
+    QCOMPARE(named, QStringList{"on_overrideCautionCheckBox_stateChanged: state"});
 }
 
 void TstWidget::newWidgetIsEmptyAndIdle()
@@ -186,6 +202,52 @@ void TstWidget::patchesAreListed()
     QVERIFY(label->wordWrap());
     QVERIFY(label->isVisible());
     QVERIFY(scene->applyButton->isEnabled());
+}
+
+void TstWidget::descriptionWithATagShowsWhole()
+{
+    PatchPage page;
+    page.entry("P1", "1 January 2020", "Repairs the &lt;b&gt; tag in pages of 3 &lt; 4 lines.", "P1.tar");
+    const LocalSource source(page);
+    scene->open(source.url());
+    QVERIFY(readList(scene->logic));
+    QCoreApplication::processEvents();
+    auto* label = qobject_cast<QLabel*>(scene->tree->itemWidget(scene->tree->topLevelItem(0), 2));
+    QVERIFY(label != nullptr);
+    QCOMPARE(label->text(), QString("Repairs the <b> tag in pages of 3 < 4 lines."));
+
+    QLabel whole(scene->tree->viewport());
+    whole.setTextFormat(Qt::PlainText);
+    whole.setText(label->text());
+    whole.setContentsMargins(0, 4, 0, 4);
+    whole.setWordWrap(true);
+    whole.setGeometry(label->geometry());
+    QCOMPARE(label->sizeHint(), whole.sizeHint());
+    QCOMPARE(label->grab().toImage(), whole.grab().toImage());
+    whole.setText(QString());
+    QVERIFY(label->grab().toImage() != whole.grab().toImage());
+    QCOMPARE(label->textFormat(), Qt::PlainText);
+}
+
+void TstWidget::descriptionIsReadOutInItsCell()
+{
+    PatchPage page;
+    page.entry("P1", "1 January 2020", "Corrects\n  the   first.", "P1.tar");
+    page.entry("P2", "2 January 2020", "Corrects the second.", "P2.tar");
+    const LocalSource source(page);
+    scene->open(source.url());
+    QVERIFY(readList(scene->logic));
+    QAccessibleInterface* interface = QAccessible::queryAccessibleInterface(scene->tree);
+    QVERIFY(interface != nullptr && interface->tableInterface() != nullptr);
+    const auto name = [interface](int row, int column) {
+        QAccessibleInterface* cell = interface->tableInterface()->cellAt(row, column);
+        return cell == nullptr ? QString("no cell") : cell->text(QAccessible::Name);
+    };
+    QCOMPARE(name(0, 0), QString("P1"));
+    QCOMPARE(name(0, 1), QString("N"));
+    QCOMPARE(name(0, 2), QString("Corrects the first."));
+    QCOMPARE(name(1, 2), QString("Corrects the second."));
+    QCOMPARE(scene->tree->topLevelItem(0)->text(2), QString());
 }
 
 void TstWidget::trialPatchShowsOnlyAlone_data()

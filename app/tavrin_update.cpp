@@ -21,7 +21,9 @@
 #include <sanitizer/lsan_interface.h>
 #endif
 #ifdef TAVRIN_COVERAGE
+extern "C" { // the header is written for C alone
 #include <gcov.h>
+}
 #endif
 
 namespace {

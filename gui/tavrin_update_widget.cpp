@@ -43,6 +43,7 @@ public:
     explicit TabKeyExit(QTableWidget* tableWidget) : QObject(tableWidget), table(tableWidget)
     {
         table->installEventFilter(this);
+        table->viewport()->installEventFilter(this); // the mouse presses go there, the keys to the table
     }
 
     bool eventFilter(QObject* watched, QEvent* event) override

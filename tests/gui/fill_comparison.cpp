@@ -169,6 +169,22 @@ void FillComparison::scrollUpFromEnd(int steps)
     }
 }
 
+void FillComparison::resize(int width, int height)
+{
+    for (Window* each : {&plain, &quick}) {
+        each->window.resize(width, height);
+    }
+    QCoreApplication::processEvents();
+}
+
+void FillComparison::resizeFirstColumn(int width)
+{
+    for (Window* each : {&plain, &quick}) {
+        each->tree->setColumnWidth(0, width);
+    }
+    QCoreApplication::processEvents();
+}
+
 void FillComparison::fill()
 {
     fillPlainly();

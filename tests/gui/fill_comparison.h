@@ -44,6 +44,10 @@ public:
     /** Sets the scroll position of both trees, counted from the end. */
     void scrollUpFromEnd(int steps);
 
+    /** Changes the size of both windows, or the width of the first column in both trees, and has them lay out again. */
+    void resize(int width, int height);
+    void resizeFirstColumn(int width);
+
     /** Fills both trees. */
     void fill();
 

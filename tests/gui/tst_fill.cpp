@@ -36,6 +36,7 @@ private slots:
     void cleanup();
     void treeIsThatOfThePlainLoop_data();
     void treeIsThatOfThePlainLoop();
+    void scrolledTreeIsLaidOutLikeAPlainOne();
     void refilledListIsLaidOutAndScrolledTooEarly_data();
     void refilledListIsLaidOutAndScrolledTooEarly();
 
@@ -114,6 +115,24 @@ void TstFill::treeIsThatOfThePlainLoop()
     QCOMPARE(windows.difference(), QString());
     QCOMPARE(windows.differenceOfPlaces(), QString());
 }
+void TstFill::scrolledTreeIsLaidOutLikeAPlainOne()
+{
+    FillComparison windows(800);
+    windows.setVisible(true);
+    windows.add({40, 0, Descriptions::Mixed});
+    windows.fill();
+    QCoreApplication::processEvents();
+    windows.scrollUpFromEnd(5);
+    QCOMPARE(windows.difference(), QString());
+    windows.resizeFirstColumn(200);
+    QCOMPARE(windows.difference(), QString());
+    for (const QSize size : {QSize(500, 800), QSize(900, 650), QSize(600, 1100)}) {
+        windows.resize(size.width(), size.height());
+        QCOMPARE(windows.difference(), QString());
+        QCOMPARE(windows.differenceOfPlaces(), QString());
+    }
+}
+
 void TstFill::refilledListIsLaidOutAndScrolledTooEarly_data()
 {
     QTest::addColumn<int>("height");

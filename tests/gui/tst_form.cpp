@@ -1,7 +1,9 @@
 // The form of the update widget by itself: every widget with its name, class, place and properties, and every text
-// with its context.
+// with its context. Of the main window's form only what its window does not show.
 #include "message_guard.h"
+#include "noted_calls.h"
 #include "test_main.h"
+#include "ui_tavrin_update_mainwindow.h"
 #include "ui_tavrin_update_widget.h"
 
 #include <QApplication>
@@ -154,6 +156,8 @@ private slots:
     void tableOfRunningSystemsIsSetUp();
     void treeOfPatchesIsSetUp();
     void otherPropertiesAreSet();
+    void scrolledContentsGetTheirFirstGeometry();
+    void menuBarIsToldNotToBeNative();
     void tableKeepsItsHeight();
     void paneOfPatchesIsAboveTheProgress();
     void textsAreSet();
@@ -169,6 +173,7 @@ private:
 void TstForm::init()
 {
     guard = new MessageGuard;
+    notedCalls() = NotedCalls();
     widget = new QWidget;
     form.setupUi(widget);
 }
@@ -455,6 +460,27 @@ void TstForm::otherPropertiesAreSet()
     QVERIFY(!form.overrideCautionCheckBox->isTristate());
     QVERIFY(!widget->testAttribute(Qt::WA_Resized)); // the form leaves size and title of the widget alone
     QCOMPARE(widget->windowTitle(), QString());
+}
+
+void TstForm::scrolledContentsGetTheirFirstGeometry()
+{
+    QVector<QRect> rects;
+    for (const NotedCalls::Geometry& geometry : qAsConst(notedCalls().geometries)) {
+        if (geometry.objectName == "scrollAreaWidgetContents") {
+            rects << geometry.rect;
+        }
+    }
+    QCOMPARE(rects, QVector<QRect>{QRect(0, 0, 654, 236)});
+}
+
+void TstForm::menuBarIsToldNotToBeNative()
+{
+    TavrinUpdateBusinessLogic logic("tavrin_update");
+    QMainWindow window;
+    UI_TavrinUpdateMainWindow windowForm;
+    windowForm.setupUi(logic, &window);
+    QCOMPARE(notedCalls().nativeMenuBar, QVector<bool>{false});
+    QVERIFY(!windowForm.menuBar->isNativeMenuBar());
 }
 
 void TstForm::tableKeepsItsHeight()

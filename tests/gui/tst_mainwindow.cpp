@@ -3,6 +3,7 @@
 #include "dialog_answerer.h"
 #include "fake_patch_server.h"
 #include "message_guard.h"
+#include "paint_counter.h"
 #include "tavrin_update_mainwindow.h"
 #include "test_main.h"
 #include "ui_tavrin_update_mainwindow.h"
@@ -38,24 +39,6 @@ public:
     {
         return false;
     }
-};
-
-/** Counts how often a widget is painted. */
-class PaintCounter : public QObject
-{
-public:
-    explicit PaintCounter(QWidget* widget)
-    {
-        widget->installEventFilter(this);
-    }
-
-    bool eventFilter(QObject* /*watched*/, QEvent* event) override
-    {
-        count += event->type() == QEvent::Paint ? 1 : 0;
-        return false;
-    }
-
-    int count = 0;
 };
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "dialog_answerer.h"
 #include "fake_patch_server.h"
 #include "message_guard.h"
+#include "paint_counter.h"
 #include "test_main.h"
 #include "widget_scene.h"
 
@@ -10,6 +11,7 @@
 #include <QApplication>
 #include <QHeaderView>
 #include <QMetaMethod>
+#include <QScreen>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QSplitter>
@@ -34,6 +36,7 @@ private slots:
     void patchesAreListed();
     void descriptionWithATagShowsWhole();
     void descriptionIsReadOutInItsCell();
+    void descriptionShownAgainIsPaintedAlone();
     void trialPatchShowsOnlyAlone_data();
     void trialPatchShowsOnlyAlone();
     void newListReplacesTheFormer();
@@ -248,6 +251,36 @@ void TstWidget::descriptionIsReadOutInItsCell()
     QCOMPARE(name(0, 2), QString("Corrects the first."));
     QCOMPARE(name(1, 2), QString("Corrects the second."));
     QCOMPARE(scene->tree->topLevelItem(0)->text(2), QString());
+}
+
+void TstWidget::descriptionShownAgainIsPaintedAlone()
+{
+    scene->open();
+    QVERIFY(QTest::qWaitForWindowExposed(scene->widget.get()));
+    scene->addPatches({"P1", "P2", "P3"});
+    scene->populate();
+    // What is on the screen; a grab of the widget would paint it again.
+    const auto onScreen = [this] {
+        return scene->widget->screen()->grabWindow(scene->widget->winId()).toImage();
+    };
+    const auto labelOf = [this](int row) {
+        return scene->tree->itemWidget(scene->tree->topLevelItem(row), 2);
+    };
+    QCoreApplication::processEvents();
+    const QImage before = onScreen();
+    labelOf(1)->hide();
+    QTRY_VERIFY(onScreen() != before);
+
+    QCoreApplication::processEvents();
+    const PaintCounter shown(labelOf(1));
+    const PaintCounter above(labelOf(0));
+    const PaintCounter below(labelOf(2));
+    labelOf(1)->show();
+    QTRY_VERIFY(shown.count > 0);
+    QCoreApplication::processEvents();
+    QVERIFY(onScreen() == before);
+    QCOMPARE(above.count, 0);
+    QCOMPARE(below.count, 0);
 }
 
 void TstWidget::trialPatchShowsOnlyAlone_data()

@@ -40,6 +40,8 @@ private slots:
     void tabKeyLeavesTheTable();
     void refreshDoesNotTrapTheTabKey();
     void tabKeyWalksOnFromACellChosenAnew();
+    void tabKeyWalksOnWhenTheTableIsEnteredAgain();
+    void tabKeyWalksOnFromAClickedCell();
     void tabKeyWithControlIsLeftToTheTable();
 
 private:
@@ -436,6 +438,41 @@ void TstWidgetSystems::tabKeyWalksOnFromACellChosenAnew()
     QTest::keyClick(scene->table, Qt::Key_Tab);
     QVERIFY(scene->table->hasFocus());
     QCOMPARE(scene->table->currentColumn(), 2);
+}
+
+void TstWidgetSystems::tabKeyWalksOnWhenTheTableIsEnteredAgain()
+{
+    scene->systems.set(RunningSystems::system("5.9"));
+    scene->open();
+    QVERIFY(QTest::qWaitForWindowActive(scene->widget.get()));
+    scene->refreshTable();
+    scene->table->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(scene->table, Qt::Key_Tab);
+    scene->refreshTable();
+    QTest::mouseClick(scene->url, Qt::LeftButton);
+    QVERIFY(scene->url->hasFocus());
+    scene->table->setFocus(Qt::TabFocusReason);
+    QCOMPARE(scene->table->currentColumn(), 0);
+    QTest::keyClick(scene->table, Qt::Key_Tab);
+    QVERIFY(scene->table->hasFocus());
+    QCOMPARE(scene->table->currentColumn(), 1);
+}
+
+void TstWidgetSystems::tabKeyWalksOnFromAClickedCell()
+{
+    scene->systems.set(RunningSystems::system("5.9"));
+    scene->open();
+    QVERIFY(QTest::qWaitForWindowActive(scene->widget.get()));
+    scene->refreshTable();
+    scene->table->setFocus(Qt::TabFocusReason);
+    QTest::keyClick(scene->table, Qt::Key_Tab);
+    scene->refreshTable();
+    const QRect cell = scene->table->visualItemRect(scene->table->item(0, 2));
+    QTest::mouseClick(scene->table->viewport(), Qt::LeftButton, Qt::NoModifier, cell.center());
+    QCOMPARE(scene->table->currentColumn(), 2);
+    QTest::keyClick(scene->table, Qt::Key_Tab);
+    QVERIFY(scene->table->hasFocus());
+    QCOMPARE(scene->table->currentColumn(), 3);
 }
 
 void TstWidgetSystems::tabKeyWithControlIsLeftToTheTable()

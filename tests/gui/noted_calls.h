@@ -1,0 +1,22 @@
+// Calls of the forms into Qt that leave nothing to look at afterwards: on the offscreen platform no menu bar is native
+// anyway, and a scroll area replaces the geometry of its contents when it takes them.
+#pragma once
+
+#include <QRect>
+#include <QString>
+#include <QVector>
+
+struct NotedCalls
+{
+    struct Geometry
+    {
+        QString objectName;
+        QRect rect;
+    };
+
+    QVector<bool> nativeMenuBar;
+    QVector<Geometry> geometries;
+};
+
+/** What was called since the program began; a test empties it before it looks. */
+NotedCalls& notedCalls();

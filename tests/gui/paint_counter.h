@@ -1,0 +1,22 @@
+// How often a widget is painted, which no picture of it tells.
+#pragma once
+
+#include <QEvent>
+#include <QWidget>
+
+class PaintCounter : public QObject
+{
+public:
+    explicit PaintCounter(QWidget* widget)
+    {
+        widget->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject* /*watched*/, QEvent* event) override
+    {
+        count += event->type() == QEvent::Paint ? 1 : 0;
+        return false;
+    }
+
+    int count = 0;
+};

@@ -1,4 +1,4 @@
-// Thousands of lists that replace another one, each held against a plain QTreeWidget: numbers, lengths and applied
+// A good thousand lists that replace another one, each held against a plain QTreeWidget: numbers, lengths and applied
 // states of both lists, scroll positions and heights of the window, in all combinations. What was ever found to differ
 // is a row of tst_fill as well.
 #include "fill_comparison.h"
@@ -42,10 +42,10 @@ void TstFillMany::refilledTreesAreThoseOfThePlainLoop()
     QCoreApplication::processEvents();
     QStringList differing;
     int number = 0;
-    for (const int steps : {0, 2, former.count}) {
+    for (const int steps : {0, 2}) {
         for (const int count : {1, 2, 3, 4, 5, 7, 10, 14, 20}) {
             for (const int firstMissing : {0, count / 2, count}) {
-                for (const Descriptions length : {Descriptions::Short, Descriptions::Medium, Descriptions::Mixed}) {
+                for (const Descriptions length : {Descriptions::Short, Descriptions::Mixed}) {
                     const PatchList list{count, firstMissing, length};
                     const bool viaEmptyTree = ++number % 2 == 0;
                     const QString difference = windows.differenceOnRefill(former, steps, viaEmptyTree, list);

@@ -17,6 +17,9 @@
 
 namespace {
 
+// For the server to start or to end on a busy machine.
+const int PATIENCE = 60000;
+
 const QString SOCKET_FOLDER = QStringLiteral("/tmp/.X11-unix");
 
 // The server goes with the test, however that ends.
@@ -54,7 +57,7 @@ VirtualDisplay::VirtualDisplay() : madeSocketFolder(!QDir(SOCKET_FOLDER).exists(
     server->start();
     QByteArray number;
     while (!number.endsWith('\n')) {
-        if (!server->waitForReadyRead()) {
+        if (!server->waitForReadyRead(PATIENCE)) {
             qFatal("Xvfb did not start: %s %s", qUtf8Printable(server->errorString()),
                    server->readAllStandardError().constData());
         }
@@ -67,7 +70,7 @@ VirtualDisplay::VirtualDisplay() : madeSocketFolder(!QDir(SOCKET_FOLDER).exists(
 VirtualDisplay::~VirtualDisplay()
 {
     server->terminate();
-    if (!server->waitForFinished()) {
+    if (!server->waitForFinished(PATIENCE)) {
         server->kill();
         server->waitForFinished();
     }

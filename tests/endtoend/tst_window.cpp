@@ -132,8 +132,7 @@ private:
 
 Desk::Desk()
 {
-    // Without an address some libraries would start a message bus for this display, which would outlive it.
-    program.set("DISPLAY", display.name()).set("QT_QPA_PLATFORM", "xcb").set("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+    program.set("DISPLAY", display.name()).set("QT_QPA_PLATFORM", "xcb");
 }
 
 void Desk::open(const QStringList& arguments, const QString& title)
@@ -201,6 +200,7 @@ private slots:
     void init();
     void cleanup();
 
+    void windowLoadsNothingOfTheMachinesDesktop();
     void oneWindowOpensAndFillsItsList();
     void patchesAreApplied_data();
     void patchesAreApplied();
@@ -239,6 +239,22 @@ void TstWindow::cleanup()
     const QString complaint = guard->complaint();
     guard.reset();
     QCOMPARE(complaint, QString());
+}
+
+// A library for OpenGL that Qt unloads at the end leaves a leak without a name to the sanitizer; a theme or a style has
+// the window look different.
+void TstWindow::windowLoadsNothingOfTheMachinesDesktop()
+{
+    Desk desk;
+    desk.open({"file:///nowhere/"}, "Update Tavrin version ''");
+    QVERIFY(!desk.window.isEmpty());
+    const QByteArray memory = contentOf(QString("/proc/%1/maps").arg(desk.session->processId()));
+    QVERIFY(memory.contains("/plugins/platforms/libqxcb.so"));
+    for (const char* kind : {"xcbglintegrations", "platformthemes", "styles"}) {
+        QVERIFY2(!memory.contains(QByteArray("/plugins/") + kind + '/'), kind);
+    }
+    desk.display.press(desk.window, {"ctrl+q"});
+    compareRun(desk.session->finish(), 0, QByteArray());
 }
 
 void TstWindow::oneWindowOpensAndFillsItsList()

@@ -2,6 +2,7 @@
 // until it ends. QProcess::waitForFinished() is of no use here: it would keep a fake server from answering.
 #include "program_run.h"
 
+#include "desktop_settings.h"
 #include "test_paths.h"
 
 #include <QDir>
@@ -182,6 +183,9 @@ Program::Program(const QString& executablePath) : executable(executablePath)
     // Qt complains on standard error when it has to make this folder up.
     set(QStringLiteral("XDG_RUNTIME_DIR"), homeDirectory.path());
     locale(QStringLiteral("C.UTF-8"));
+    for (const auto& [name, value] : desktopSettings()) {
+        set(name, value);
+    }
     const QProcessEnvironment callers = QProcessEnvironment::systemEnvironment();
     for (const char* name : {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS", "LD_LIBRARY_PATH", "QT_PLUGIN_PATH"}) {
         const QString key = QString::fromLatin1(name);

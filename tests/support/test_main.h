@@ -3,6 +3,7 @@
 // TAVRIN_GUI_TEST_MAIN is for sources that include <QApplication> themselves.
 #pragma once
 
+#include "desktop_settings.h"
 #include "private_opt.h"
 #include "test_paths.h"
 
@@ -29,10 +30,18 @@ inline void failWithoutResults()
     }
 }
 
+inline void applyDesktopSettings()
+{
+    for (const auto& [name, value] : desktopSettings()) {
+        qputenv(name.toLatin1().constData(), value.toLatin1());
+    }
+}
+
 #define TAVRIN_TEST_MAIN_WITH(Application, TestClass, enterPlace)                                                      \
     int main(int argc, char** argv)                                                                                    \
     {                                                                                                                  \
         forgetCallersEnvironment();                                                                                    \
+        applyDesktopSettings();                                                                                        \
         QString error;                                                                                                 \
         if (!(enterPlace)) {                                                                                           \
             std::fprintf(stderr, "FAIL!  : no private place to test in: %s\n", qUtf8Printable(error));                 \

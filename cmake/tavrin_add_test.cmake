@@ -18,7 +18,8 @@ function(tavrin_add_test)
     endif()
 
     add_test(NAME ${TEST_NAME} COMMAND ${TEST_NAME})
-    set(environment QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8 ${TEST_ENVIRONMENT})
+    # QtTest has a limit of its own for all rows of a slot together; the one below is meant to be the only one.
+    set(environment QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8 QTEST_FUNCTION_TIMEOUT=900000 ${TEST_ENVIRONMENT})
     if(TAVRIN_SANITIZE)
         list(APPEND environment
             "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"

@@ -18,8 +18,7 @@ bool TavrinUpdatePatchTree::holdsRowWidgets() const
 
 void TavrinUpdatePatchTree::updateEditorGeometries()
 {
-    // Whoever asks for the place of a row runs a layout that is still pending. Without a widget QTreeWidget does not
-    // ask.
+    // To ask for the place of a row runs a layout that is still pending, and without a widget QTreeWidget does not ask.
     if (!holdsRowWidgets()) {
         QTreeWidget::updateEditorGeometries();
         return;

@@ -16,8 +16,8 @@ namespace {
 
 const QString FOLDER = QStringLiteral("/opt/confined");
 
-// A number that no account of the machine has, so that nothing else counts towards its tasks.
-const QString AS_USER = QStringLiteral("setpriv --reuid=54321 --regid=54321 --clear-groups");
+// A number that no account of the machine and no other test has, so that nothing else counts towards its tasks.
+const QString AS_USER = QStringLiteral("setpriv --reuid=54322 --regid=54322 --clear-groups");
 
 const QString SCRIPT = QStringLiteral(R"script(
 mkfifo "$HOME/up"

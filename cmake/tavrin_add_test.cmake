@@ -11,7 +11,7 @@ function(tavrin_add_test)
     endif()
 
     add_executable(${TEST_NAME} ${TEST_SOURCES})
-    target_link_libraries(${TEST_NAME} PRIVATE tavrin_test_support ${TEST_LIBRARIES} Qt5::Test)
+    target_link_libraries(${TEST_NAME} PRIVATE tavrin_test_kit ${TEST_LIBRARIES} Qt5::Test)
     tavrin_target_options(${TEST_NAME})
     if("endtoend" IN_LIST TEST_LABELS)
         add_dependencies(${TEST_NAME} tavrin_update fake_pidrtsys late_threads starter)
@@ -22,7 +22,7 @@ function(tavrin_add_test)
     set(environment QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8 QTEST_FUNCTION_TIMEOUT=900000 ${TEST_ENVIRONMENT})
     if(TAVRIN_SANITIZE)
         list(APPEND environment
-            "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"
+            "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/kit/lsan.supp:print_suppressions=0"
             "UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1")
         if("gui" IN_LIST TEST_LABELS)
             # Qt is built without frame pointers; only the slow way shows whose leak it is.

@@ -1,7 +1,7 @@
 // The copy that tells what to expect is unpacked without its leading slashes, so it stays beside the installation.
 #include "sample_release.h"
 
-#include "expected_steps.h"
+#include "expected_texts.h"
 #include "fake_installation.h"
 #include "helper_run.h"
 #include "test_files.h"

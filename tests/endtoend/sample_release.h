@@ -2,7 +2,7 @@
 // unpacked, and what a run says about them.
 #pragma once
 
-#include "expected_report.h"
+#include "expected_texts.h"
 #include "fake_patch_server.h"
 
 #include <QByteArray>

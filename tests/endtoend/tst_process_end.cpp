@@ -1,16 +1,15 @@
 // How the process ends while Qt's network threads are at work: at once, with its status, with everything written, and
 // without taking anything down that a thread still uses. The preloaded library complains on standard error where the
 // libraries go under running threads, so every other test of the program looks at that, too.
-#include "expected_steps.h"
+#include "expected_texts.h"
 #include "fake_installation.h"
 #include "fake_patch_server.h"
-#include "message_guard.h"
+#include "patch_source.h"
 #include "program_run.h"
-#include "test_main.h"
+#include "test.h"
 #include "test_paths.h"
 
 #include <QElapsedTimer>
-#include <QScopedPointer>
 #include <QTcpServer>
 #include <QTcpSocket>
 
@@ -25,106 +24,82 @@ const int PATIENCE = 4500;
 
 } // namespace
 
-class TstProcessEnd : public QObject
+class TstProcessEnd : public Test
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void failedCheckKeepsItsStatusWhileNetworkThreadsStart()
+    {
+        Program program;
+        compareRun(program.preload(lateThreadsPath()).run({"-t"}), 1, QByteArray(),
+                   "\nTAVRIN environment variable is not set.\n\n");
+    }
 
-    void failedCheckKeepsItsStatusWhileNetworkThreadsStart();
-    void refusedDownloadsEndWithoutWaitingForThreads_data();
-    void refusedDownloadsEndWithoutWaitingForThreads();
-    void failedEncryptionEndsWithoutWaitingForThreads();
+    void refusedDownloadsEndWithoutWaitingForThreads_data()
+    {
+        const Rows<Answer, QByteArray> row("answer", "reason");
+        row("password wanted", Answer::status(401).header("WWW-Authenticate", "Basic realm=\"patches\""),
+            "Host requires authentication");
+        row("proxy's password wanted", Answer::status(407).header("Proxy-Authenticate", "Basic realm=\"patches\""),
+            "Proxy requires authentication");
+    }
 
-private:
-    QScopedPointer<MessageGuard> guard;
+    // One thread asks this one about each refusal, and cannot be ended in the middle of that: Qt waits 5 seconds for
+    // it.
+    void refusedDownloadsEndWithoutWaitingForThreads()
+    {
+        QFETCH(Answer, answer);
+        QFETCH(QByteArray, reason);
+        const FakeInstallation installation;
+        FakePatchServer server;
+        PatchPage page;
+        for (int i = 1; i <= 40; ++i) {
+            const QString name = QString("P%1").arg(i);
+            page.entry(name, "1 May", "text", name + ".tar");
+            server.answer("/" + name.toUtf8() + ".tar", answer);
+        }
+        server.answer("/", Answer::body(page.html()));
+        for (int round = 0; round < 6; ++round) {
+            Program program;
+            const auto session = program.tavrin(installation.path()).start({"-t", server.url()});
+            QVERIFY(session->waitForOutput(QUESTION));
+            QElapsedTimer clock;
+            clock.start();
+            session->write("y\n");
+            const ProgramRun run = session->finish();
+            QVERIFY2(clock.elapsed() < PATIENCE, qPrintable(QString("took %1 ms").arg(clock.elapsed())));
+            QVERIFY2(run.errors.startsWith("Download of " + server.url().toUtf8() + 'P'), describe(run));
+            QVERIFY2(run.errors.endsWith(".tar failed: " + reason + "\n\n"), describe(run));
+            QCOMPARE(run.errors.count("\n"), 2);
+            QCOMPARE(run.output, untilDownload(40));
+            QVERIFY2(run.status == 1 && !run.crashed, describe(run));
+        }
+    }
+
+    void failedEncryptionEndsWithoutWaitingForThreads()
+    {
+        const FakeInstallation installation;
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        connect(&server, &QTcpServer::newConnection, &server, [&server] {
+            QTcpSocket* connection = server.nextPendingConnection();
+            connection->write("no handshake\n");
+            connection->disconnectFromHost();
+        });
+        const QString url = QString("https://127.0.0.1:%1/").arg(server.serverPort());
+        for (int round = 0; round < 6; ++round) {
+            Program program;
+            QElapsedTimer clock;
+            clock.start();
+            const ProgramRun run = program.tavrin(installation.path()).run({"-t", "-l", url});
+            QVERIFY2(clock.elapsed() < PATIENCE, qPrintable(QString("took %1 ms").arg(clock.elapsed())));
+            QVERIFY2(run.errors.startsWith("Failed to read patches from\n" + url.toUtf8() + '\n'), describe(run));
+            QVERIFY2(!run.errors.contains("fake_pidrtsys"), describe(run));
+            QVERIFY2(run.status == 1 && !run.crashed, describe(run));
+        }
+    }
 };
-
-void TstProcessEnd::init()
-{
-    guard.reset(new MessageGuard);
-}
-
-void TstProcessEnd::cleanup()
-{
-    const QString complaint = guard->complaint();
-    guard.reset();
-    QCOMPARE(complaint, QString());
-}
-
-void TstProcessEnd::failedCheckKeepsItsStatusWhileNetworkThreadsStart()
-{
-    Program program;
-    compareRun(program.preload(lateThreadsPath()).run({"-t"}), 1, QByteArray(),
-               "\nTAVRIN environment variable is not set.\n\n");
-}
-
-void TstProcessEnd::refusedDownloadsEndWithoutWaitingForThreads_data()
-{
-    QTest::addColumn<Answer>("answer");
-    QTest::addColumn<QByteArray>("reason");
-    QTest::newRow("password wanted") << Answer::status(401).header("WWW-Authenticate", "Basic realm=\"patches\"")
-                                     << QByteArray("Host requires authentication");
-    QTest::newRow("proxy's password wanted")
-        << Answer::status(407).header("Proxy-Authenticate", "Basic realm=\"patches\"")
-        << QByteArray("Proxy requires authentication");
-}
-
-// One thread asks this one about each refusal, and cannot be ended in the middle of that: Qt waits 5 seconds for it.
-void TstProcessEnd::refusedDownloadsEndWithoutWaitingForThreads()
-{
-    QFETCH(Answer, answer);
-    QFETCH(QByteArray, reason);
-    const FakeInstallation installation;
-    FakePatchServer server;
-    PatchPage page;
-    for (int i = 1; i <= 40; ++i) {
-        const QString name = QString("P%1").arg(i);
-        page.entry(name, "1 May", "text", name + ".tar");
-        server.answer("/" + name.toUtf8() + ".tar", answer);
-    }
-    server.answer("/", Answer::body(page.html()));
-    for (int round = 0; round < 6; ++round) {
-        Program program;
-        const auto session = program.tavrin(installation.path()).start({"-t", server.url()});
-        QVERIFY(session->waitForOutput(QUESTION));
-        QElapsedTimer clock;
-        clock.start();
-        session->write("y\n");
-        const ProgramRun run = session->finish();
-        QVERIFY2(clock.elapsed() < PATIENCE, qPrintable(QString("took %1 ms").arg(clock.elapsed())));
-        QVERIFY2(run.errors.startsWith("Download of " + server.url().toUtf8() + 'P'), describe(run));
-        QVERIFY2(run.errors.endsWith(".tar failed: " + reason + "\n\n"), describe(run));
-        QCOMPARE(run.errors.count("\n"), 2);
-        QCOMPARE(run.output, untilDownload(40));
-        QVERIFY2(run.status == 1 && !run.crashed, describe(run));
-    }
-}
-
-void TstProcessEnd::failedEncryptionEndsWithoutWaitingForThreads()
-{
-    const FakeInstallation installation;
-    QTcpServer server;
-    QVERIFY(server.listen(QHostAddress::LocalHost));
-    connect(&server, &QTcpServer::newConnection, &server, [&server] {
-        QTcpSocket* connection = server.nextPendingConnection();
-        connection->write("no handshake\n");
-        connection->disconnectFromHost();
-    });
-    const QString url = QString("https://127.0.0.1:%1/").arg(server.serverPort());
-    for (int round = 0; round < 6; ++round) {
-        Program program;
-        QElapsedTimer clock;
-        clock.start();
-        const ProgramRun run = program.tavrin(installation.path()).run({"-t", "-l", url});
-        QVERIFY2(clock.elapsed() < PATIENCE, qPrintable(QString("took %1 ms").arg(clock.elapsed())));
-        QVERIFY2(run.errors.startsWith("Failed to read patches from\n" + url.toUtf8() + '\n'), describe(run));
-        QVERIFY2(!run.errors.contains("fake_pidrtsys"), describe(run));
-        QVERIFY2(run.status == 1 && !run.crashed, describe(run));
-    }
-}
 
 TAVRIN_TEST_MAIN(TstProcessEnd)
 #include "tst_process_end.moc"

@@ -1,199 +1,174 @@
 // The yes/no question before an installation: which answers mean what, what happens at the end of the input, and that
 // a user sees the question before the program waits for the answer.
-#include "expected_report.h"
+#include "expected_texts.h"
 #include "fake_installation.h"
-#include "message_guard.h"
+#include "patch_source.h"
 #include "program_run.h"
-#include "test_main.h"
+#include "test.h"
 
 #include <QScopedPointer>
 
 namespace {
 
-const QByteArray QUESTION = "\nDo you wish to download and install these patches [y|n]?\n";
 const QByteArray AGAIN = "Please enter 'y' if you wish to proceed, or 'n' if you wish to quit.\n";
 const QByteArray YES = "\n";
 const QByteArray NO = "\nExiting\n";
 
 QByteArray untilTheQuestion()
 {
-    return reportOf("5.9", {{"P1", "text"}}) +
-           "Check for running real time systems ...\n"
-           "No running Tavrin Real Time System of version '5.9' detected.\n" +
-           QUESTION;
+    return reportOf("5.9", {{"P1", "text"}}) + NO_CONFLICT + QUESTION;
 }
 
 } // namespace
 
-class TstQuestion : public QObject
+class TstQuestion : public Test
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void yesInstalls_data()
+    {
+        const Rows<QByteArray, QByteArray> row("input", "dialogue");
 
-    void yesInstalls_data();
-    void yesInstalls();
-    void noLeavesEverythingAsItIs_data();
-    void noLeavesEverythingAsItIs();
-    void missingInputInstalls();
-    void questionIsSeenBeforeItIsAnswered();
-    void refusalOnATerminalEndsTheRunAtOnce();
-    void noQuestionWithoutAnInstallation_data();
-    void noQuestionWithoutAnInstallation();
+        row("y", "y\n", YES);
+        row("Y", "Y\n", YES);
+        row("yes", "yes\n", YES);
+        row("Yellow", "Yellow\n", YES);
+        row("yno", "yno\n", YES);
+        row("y without a line break", "y", YES);
+        row("y with a carriage return", "y\r\n", YES);
+        row("only the first answer counts", "y\nn\n", YES);
+        row("an empty input", {}, {});
+        row("an empty line, then the end", "\n", AGAIN);
+        row("an empty line, then y", "\ny\n", AGAIN + YES);
+        row("a blank in front, then y", " y\ny\n", AGAIN + YES);
+        row("a tab in front of n, then the end", "\tn\n", AGAIN);
+        row("other words, then yes", "ok\nsure\nyes\n", AGAIN + AGAIN + YES);
+        row("a letter beyond ASCII, then y", "\xc3\xbd\ny\n", AGAIN + YES);
+        row("a carriage return, then y", "\r\ny\n", AGAIN + YES);
+        row("a NUL, then y", QByteArray("\0n\ny\n", 5), AGAIN + YES);
+        row("a long line, then y", QByteArray(100000, 'x') + "\ny\n", AGAIN + YES);
+    }
+
+    void yesInstalls()
+    {
+        QFETCH(QByteArray, input);
+        QFETCH(QByteArray, dialogue);
+
+        Program program;
+        compareRun(program.tavrin(installation->path()).input(input).run({"-t", source->url()}), 0,
+                   untilTheQuestion() + dialogue + installingOf(mark()));
+        QVERIFY(QFileInfo(mark()).isFile());
+    }
+
+    void noLeavesEverythingAsItIs_data()
+    {
+        const Rows<QByteArray, QByteArray> row("input", "dialogue");
+
+        row("n", "n\n", NO);
+        row("N", "N\n", NO);
+        row("no", "no\n", NO);
+        row("No", "No\n", NO);
+        row("nope", "nope\n", NO);
+        row("ny", "ny\n", NO);
+        row("n without a line break", "n", NO);
+        row("only the first answer counts", "n\ny\n", NO);
+        row("an empty line first", "\nn\n", AGAIN + NO);
+        row("a blank in front, then n", " y\nn\n", AGAIN + NO);
+    }
+
+    void noLeavesEverythingAsItIs()
+    {
+        QFETCH(QByteArray, input);
+        QFETCH(QByteArray, dialogue);
+        const QStringList before = installation->tree();
+
+        Program program;
+        compareRun(program.tavrin(installation->path()).input(input).run({"-t", source->url()}), 0,
+                   untilTheQuestion() + dialogue);
+        QCOMPARE(installation->tree(), before);
+    }
+
+    void missingInputInstalls()
+    {
+        Program program;
+        compareRun(program.tavrin(installation->path()).closedInput().run({"-t", source->url()}), 0,
+                   untilTheQuestion() + installingOf(mark()));
+        QVERIFY(QFileInfo(mark()).isFile());
+    }
+
+    void questionIsSeenBeforeItIsAnswered()
+    {
+        Program program;
+        const std::unique_ptr<ProgramSession> session =
+            program.tavrin(installation->path()).start({"-t", source->url()});
+        QVERIFY(session->waitForOutput(QUESTION));
+        QCOMPARE(session->output(), untilTheQuestion());
+        session->write("what?\n");
+        QVERIFY(session->waitForOutput(AGAIN));
+        QCOMPARE(session->output(), untilTheQuestion() + AGAIN);
+        QVERIFY(session->isRunning());
+        QVERIFY(!QFileInfo::exists(mark()));
+
+        session->write("y\n");
+        compareRun(session->finish(), 0, untilTheQuestion() + AGAIN + YES + installingOf(mark()));
+        QVERIFY(QFileInfo(mark()).isFile());
+    }
+
+    void refusalOnATerminalEndsTheRunAtOnce()
+    {
+        Program program;
+        const std::unique_ptr<ProgramSession> session =
+            program.tavrin(installation->path()).start({"-t", source->url()});
+        QVERIFY(session->waitForOutput(QUESTION));
+        session->write("n\n");
+        compareRun(session->finish(), 0, untilTheQuestion() + NO);
+    }
+
+    void noQuestionWithoutAnInstallation_data()
+    {
+        const Rows<QStringList> row("options");
+
+        row("-l", {"-l"});
+        row("-L", {"-L"});
+        row("-n", {"-n"});
+        row("-n -Q", {"-n", "-Q"});
+    }
+
+    void noQuestionWithoutAnInstallation()
+    {
+        QFETCH(QStringList, options);
+        Program program;
+        // The input stays open: a run that waited for an answer would not end.
+        const std::unique_ptr<ProgramSession> session =
+            program.tavrin(installation->path()).start(QStringList{"-t"} + options + QStringList{source->url()});
+        const ProgramRun run = session->finish();
+        QVERIFY2(run.status == 0 && !run.timedOut, describe(run));
+        QVERIFY2(!run.output.contains(QUESTION.trimmed()), describe(run));
+    }
 
 private:
-    QString mark() const;
+    void setUp() override
+    {
+        installation.reset(new FakeInstallation);
+        installation->withTools();
+        source.reset(new LocalSource(PatchPage().entry("P1", "1 May", "text", "P1.tar")));
+        source->withFile("P1.tar", archiveOf(mark(), "installed"));
+    }
 
-    QScopedPointer<MessageGuard> guard;
+    void tearDown() override
+    {
+        source.reset();
+        installation.reset();
+    }
+
+    QString mark() const
+    {
+        return installation->path("patched/P1");
+    }
     QScopedPointer<FakeInstallation> installation;
     QScopedPointer<LocalSource> source;
 };
-
-void TstQuestion::init()
-{
-    guard.reset(new MessageGuard);
-    installation.reset(new FakeInstallation);
-    installation->withTools();
-    source.reset(new LocalSource(PatchPage().entry("P1", "1 May", "text", "P1.tar")));
-    source->withFile("P1.tar", archiveOf(mark(), "installed"));
-}
-
-void TstQuestion::cleanup()
-{
-    source.reset();
-    installation.reset();
-    const QString complaint = guard->complaint();
-    guard.reset();
-    QCOMPARE(complaint, QString());
-}
-
-QString TstQuestion::mark() const
-{
-    return installation->path("patched/P1");
-}
-
-void TstQuestion::yesInstalls_data()
-{
-    QTest::addColumn<QByteArray>("input");
-    QTest::addColumn<QByteArray>("dialogue");
-
-    QTest::newRow("y") << QByteArray("y\n") << YES;
-    QTest::newRow("Y") << QByteArray("Y\n") << YES;
-    QTest::newRow("yes") << QByteArray("yes\n") << YES;
-    QTest::newRow("Yellow") << QByteArray("Yellow\n") << YES;
-    QTest::newRow("yno") << QByteArray("yno\n") << YES;
-    QTest::newRow("y without a line break") << QByteArray("y") << YES;
-    QTest::newRow("y with a carriage return") << QByteArray("y\r\n") << YES;
-    QTest::newRow("only the first answer counts") << QByteArray("y\nn\n") << YES;
-    QTest::newRow("an empty input") << QByteArray() << QByteArray();
-    QTest::newRow("an empty line, then the end") << QByteArray("\n") << AGAIN;
-    QTest::newRow("an empty line, then y") << QByteArray("\ny\n") << AGAIN + YES;
-    QTest::newRow("a blank in front, then y") << QByteArray(" y\ny\n") << AGAIN + YES;
-    QTest::newRow("a tab in front of n, then the end") << QByteArray("\tn\n") << AGAIN;
-    QTest::newRow("other words, then yes") << QByteArray("ok\nsure\nyes\n") << AGAIN + AGAIN + YES;
-    QTest::newRow("a letter beyond ASCII, then y") << QByteArray("\xc3\xbd\ny\n") << AGAIN + YES;
-    QTest::newRow("a carriage return, then y") << QByteArray("\r\ny\n") << AGAIN + YES;
-    QTest::newRow("a NUL, then y") << QByteArray("\0n\ny\n", 5) << AGAIN + YES;
-    QTest::newRow("a long line, then y") << QByteArray(100000, 'x') + "\ny\n" << AGAIN + YES;
-}
-
-void TstQuestion::yesInstalls()
-{
-    QFETCH(QByteArray, input);
-    QFETCH(QByteArray, dialogue);
-
-    Program program;
-    compareRun(program.tavrin(installation->path()).input(input).run({"-t", source->url()}), 0,
-               untilTheQuestion() + dialogue + installingOf(mark()));
-    QVERIFY(QFileInfo(mark()).isFile());
-}
-
-void TstQuestion::noLeavesEverythingAsItIs_data()
-{
-    QTest::addColumn<QByteArray>("input");
-    QTest::addColumn<QByteArray>("dialogue");
-
-    QTest::newRow("n") << QByteArray("n\n") << NO;
-    QTest::newRow("N") << QByteArray("N\n") << NO;
-    QTest::newRow("no") << QByteArray("no\n") << NO;
-    QTest::newRow("No") << QByteArray("No\n") << NO;
-    QTest::newRow("nope") << QByteArray("nope\n") << NO;
-    QTest::newRow("ny") << QByteArray("ny\n") << NO;
-    QTest::newRow("n without a line break") << QByteArray("n") << NO;
-    QTest::newRow("only the first answer counts") << QByteArray("n\ny\n") << NO;
-    QTest::newRow("an empty line first") << QByteArray("\nn\n") << AGAIN + NO;
-    QTest::newRow("a blank in front, then n") << QByteArray(" y\nn\n") << AGAIN + NO;
-}
-
-void TstQuestion::noLeavesEverythingAsItIs()
-{
-    QFETCH(QByteArray, input);
-    QFETCH(QByteArray, dialogue);
-    const QStringList before = installation->tree();
-
-    Program program;
-    compareRun(program.tavrin(installation->path()).input(input).run({"-t", source->url()}), 0,
-               untilTheQuestion() + dialogue);
-    QCOMPARE(installation->tree(), before);
-}
-
-void TstQuestion::missingInputInstalls()
-{
-    Program program;
-    compareRun(program.tavrin(installation->path()).closedInput().run({"-t", source->url()}), 0,
-               untilTheQuestion() + installingOf(mark()));
-    QVERIFY(QFileInfo(mark()).isFile());
-}
-
-void TstQuestion::questionIsSeenBeforeItIsAnswered()
-{
-    Program program;
-    const std::unique_ptr<ProgramSession> session = program.tavrin(installation->path()).start({"-t", source->url()});
-    QVERIFY(session->waitForOutput(QUESTION));
-    QCOMPARE(session->output(), untilTheQuestion());
-    session->write("what?\n");
-    QVERIFY(session->waitForOutput(AGAIN));
-    QCOMPARE(session->output(), untilTheQuestion() + AGAIN);
-    QVERIFY(session->isRunning());
-    QVERIFY(!QFileInfo::exists(mark()));
-
-    session->write("y\n");
-    compareRun(session->finish(), 0, untilTheQuestion() + AGAIN + YES + installingOf(mark()));
-    QVERIFY(QFileInfo(mark()).isFile());
-}
-
-void TstQuestion::refusalOnATerminalEndsTheRunAtOnce()
-{
-    Program program;
-    const std::unique_ptr<ProgramSession> session = program.tavrin(installation->path()).start({"-t", source->url()});
-    QVERIFY(session->waitForOutput(QUESTION));
-    session->write("n\n");
-    compareRun(session->finish(), 0, untilTheQuestion() + NO);
-}
-
-void TstQuestion::noQuestionWithoutAnInstallation_data()
-{
-    QTest::addColumn<QStringList>("options");
-
-    QTest::newRow("-l") << QStringList{"-l"};
-    QTest::newRow("-L") << QStringList{"-L"};
-    QTest::newRow("-n") << QStringList{"-n"};
-    QTest::newRow("-n -Q") << QStringList{"-n", "-Q"};
-}
-
-void TstQuestion::noQuestionWithoutAnInstallation()
-{
-    QFETCH(QStringList, options);
-    Program program;
-    // The input stays open: a run that waited for an answer would not end.
-    const std::unique_ptr<ProgramSession> session =
-        program.tavrin(installation->path()).start(QStringList{"-t"} + options + QStringList{source->url()});
-    const ProgramRun run = session->finish();
-    QVERIFY2(run.status == 0 && !run.timedOut, describe(run));
-    QVERIFY2(!run.output.contains(QUESTION.trimmed()), describe(run));
-}
 
 TAVRIN_TEST_MAIN(TstQuestion)
 

@@ -1,13 +1,11 @@
 // Runs in which the system refuses a new process, as it does at a limit of tasks or without a free descriptor: a
 // program that cannot be started is reported as that, nothing counts as installed, and no other process comes to harm.
 #include "confined_program.h"
-#include "expected_steps.h"
-#include "message_guard.h"
-#include "test_main.h"
+#include "expected_texts.h"
+#include "test.h"
 #include "virtual_display.h"
 
 #include <QFileInfo>
-#include <QScopedPointer>
 
 namespace {
 
@@ -47,156 +45,125 @@ struct Scene
 
 } // namespace
 
-class TstRefusedProcesses : public QObject
+class TstRefusedProcesses : public Test
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
-    void everythingStartsWithoutALimit();
-    void archiveToolThatCannotBeForkedEndsTheRun_data();
-    void archiveToolThatCannotBeForkedEndsTheRun();
-    void pageScriptThatCannotBeForkedEndsTheRun();
-    void mailerThatCannotBeForkedIsNotReported();
-    void windowReportsEveryToolThatCannotBeForked();
-    void everyWayToStartReportsTheFailedFork_data();
-    void everyWayToStartReportsTheFailedFork();
-
-private:
-    QScopedPointer<MessageGuard> guard;
-};
-
-void TstRefusedProcesses::init()
-{
-    guard.reset(new MessageGuard);
-}
-
-void TstRefusedProcesses::cleanup()
-{
-    const QString complaint = guard->complaint();
-    guard.reset();
-    QCOMPARE(complaint, QString());
-}
-
-void TstRefusedProcesses::everythingStartsWithoutALimit()
-{
-    Scene scene;
-    scene.confined.program.input("y\n");
-    compareRun(scene.confined.run({"-t", scene.source.url()}), 0,
-               untilDownload(1) + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + FINISH);
-    QVERIFY(scene.isInstalled());
-    QVERIFY(scene.hasPage());
-}
-
-void TstRefusedProcesses::archiveToolThatCannotBeForkedEndsTheRun_data()
-{
-    QTest::addColumn<QString>("archive");
-    QTest::addColumn<QStringList>("options");
-    QTest::addColumn<QByteArray>("shown");
-    const QByteArray unpack = "Executing system command: /opt/tavrin/5.9/bin/bsdtar -xvPf /opt/tavrin/5.9/patches/";
-    QTest::newRow("plain archive") << "P1.tar" << QStringList() << QByteArray();
-    QTest::newRow("compressed archive") << "P1.tar.gz" << QStringList() << QByteArray();
-    QTest::newRow("compressed archive, verbose")
-        << "P1.tar.gz" << QStringList{"-v"}
-        << "Executing system command: gunzip /opt/tavrin/5.9/patches/P1.tar.gz\nSystem command 'gunzip' failed:\n  " +
-               REFUSED + "Continuing...\n" + unpack + "P1.tar.gz\n";
-}
-
-void TstRefusedProcesses::archiveToolThatCannotBeForkedEndsTheRun()
-{
-    QFETCH(QString, archive);
-    QFETCH(QStringList, options);
-    QFETCH(QByteArray, shown);
-    Scene scene(archive);
-    scene.confined.program.runningSystems(NO_TASKS).input("y\n");
-    compareRun(scene.confined.run(QStringList{"-t"} + options + QStringList{scene.source.url()}), 1,
-               untilDownload(1) + "Downloaded " + archive.toUtf8() + '\n' + APPLY + shown,
-               "System command '/opt/tavrin/5.9/bin/bsdtar' failed:\n  " + REFUSED);
-    QVERIFY(!scene.isInstalled());
-    QVERIFY(!scene.hasPage());
-}
-
-void TstRefusedProcesses::pageScriptThatCannotBeForkedEndsTheRun()
-{
-    Scene scene;
-    scene.installation.without("bin/bsdtar").withFile("bin/bsdtar", LAST_ARCHIVER).withMode("bin/bsdtar", 0755);
-    scene.confined.program.input("y\n");
-    compareRun(scene.confined.run({"-t", scene.source.url()}), 1,
-               untilDownload(1) + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + PAGE,
-               "System command 'perl' failed:\n  " + REFUSED);
-    QVERIFY(scene.isInstalled());
-    QVERIFY(!scene.hasPage());
-}
-
-void TstRefusedProcesses::mailerThatCannotBeForkedIsNotReported()
-{
-    Scene scene;
-    scene.confined.program.runningSystems(NO_TASKS);
-    compareRun(scene.confined.run({"-t", "-m", "ops@site.test", scene.source.url()}), 0, QByteArray());
-}
-
-void TstRefusedProcesses::windowReportsEveryToolThatCannotBeForked()
-{
-    const QString missing = VirtualDisplay::missing();
-    if (!missing.isEmpty()) {
-        QSKIP(qPrintable(missing));
+    void everythingStartsWithoutALimit()
+    {
+        Scene scene;
+        scene.confined.program.input("y\n");
+        compareRun(scene.confined.run({"-t", scene.source.url()}), 0,
+                   untilDownload(1) + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + FINISH);
+        QVERIFY(scene.isInstalled());
+        QVERIFY(scene.hasPage());
     }
-    const int patience = 60000;
-    const QPoint applyButton(60, -22);
-    Scene scene("P1.tar.gz");
-    VirtualDisplay display;
-    Program& program = scene.confined.program;
-    program.set("DISPLAY", display.name()).set("QT_QPA_PLATFORM", "xcb");
-    const auto session = scene.confined.start({scene.source.url()});
-    // The second call comes with the list.
-    QTRY_VERIFY_WITH_TIMEOUT(program.runningSystemQueries() >= 2, patience);
-    const QString window = display.windows().value(0);
-    const int before = program.runningSystemQueries();
-    program.runningSystems(NO_TASKS);
-    QTRY_VERIFY_WITH_TIMEOUT(program.runningSystemQueries() >= before + 2, patience);
-    display.click(window, applyButton);
-    // One box for the archive tool, the next for the script of the page; the decompressor's failure is passed over.
-    for (int i = 0; i < 2; ++i) {
-        QTRY_COMPARE_WITH_TIMEOUT(display.windows().size(), 2, patience);
-        QStringList boxes = display.windows();
-        boxes.removeAll(window);
+
+    void archiveToolThatCannotBeForkedEndsTheRun_data()
+    {
+        const Rows<QString, QStringList, QByteArray> row("archive", "options", "shown");
+        const QByteArray unpack = "Executing system command: /opt/tavrin/5.9/bin/bsdtar -xvPf /opt/tavrin/5.9/patches/";
+        row("plain archive", "P1.tar", {}, {});
+        row("compressed archive", "P1.tar.gz", {}, {});
+        row("compressed archive, verbose", "P1.tar.gz", {"-v"},
+            "Executing system command: gunzip /opt/tavrin/5.9/patches/P1.tar.gz\nSystem command 'gunzip' failed:\n  " +
+                REFUSED + "Continuing...\n" + unpack + "P1.tar.gz\n");
+    }
+
+    void archiveToolThatCannotBeForkedEndsTheRun()
+    {
+        QFETCH(QString, archive);
+        QFETCH(QStringList, options);
+        QFETCH(QByteArray, shown);
+        Scene scene(archive);
+        scene.confined.program.runningSystems(NO_TASKS).input("y\n");
+        compareRun(scene.confined.run(QStringList{"-t"} + options + QStringList{scene.source.url()}), 1,
+                   untilDownload(1) + "Downloaded " + archive.toUtf8() + '\n' + APPLY + shown,
+                   "System command '/opt/tavrin/5.9/bin/bsdtar' failed:\n  " + REFUSED);
         QVERIFY(!scene.isInstalled());
-        display.press(boxes.first(), {"Escape"});
-        QTRY_VERIFY_WITH_TIMEOUT(!display.windows().contains(boxes.first()), patience);
+        QVERIFY(!scene.hasPage());
     }
-    display.press(window, {"ctrl+q"});
-    compareRun(session->finish(), 0, QByteArray());
-    QVERIFY(!scene.isInstalled());
-    QVERIFY(!scene.hasPage());
-}
 
-void TstRefusedProcesses::everyWayToStartReportsTheFailedFork_data()
-{
-    QTest::addColumn<QString>("way");
-    QTest::addColumn<QByteArray>("message");
-    const QByteArray failed = "System command 'true' failed:\n  ";
-    const QByteArray notStarted = "Failed to start system command: true argument:\n";
-    const QByteArray incomplete = "System command did not complete\n'true'\n";
-    const QByteArray secondNotStarted = "Failed to start system command 'true'\n";
-    const QByteArray noDescriptor = "Resource error (fork failure): Too many open files\n";
-    QTest::newRow("without input, no task") << "run tasks" << failed + REFUSED;
-    QTest::newRow("without input, no descriptor") << "run descriptors" << failed + noDescriptor;
-    QTest::newRow("with input, no task") << "feed tasks" << notStarted + REFUSED;
-    QTest::newRow("with input, no descriptor") << "feed descriptors" << notStarted + noDescriptor;
-    QTest::newRow("first of a chain, no task") << "first-of-chain tasks" << incomplete + REFUSED;
-    QTest::newRow("first of a chain, no descriptor") << "first-of-chain descriptors" << incomplete + noDescriptor;
-    QTest::newRow("second of a chain, no task") << "second-of-chain tasks" << secondNotStarted + REFUSED;
-}
+    void pageScriptThatCannotBeForkedEndsTheRun()
+    {
+        Scene scene;
+        scene.installation.without("bin/bsdtar").withFile("bin/bsdtar", LAST_ARCHIVER).withMode("bin/bsdtar", 0755);
+        scene.confined.program.input("y\n");
+        compareRun(scene.confined.run({"-t", scene.source.url()}), 1,
+                   untilDownload(1) + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + PAGE,
+                   "System command 'perl' failed:\n  " + REFUSED);
+        QVERIFY(scene.isInstalled());
+        QVERIFY(!scene.hasPage());
+    }
 
-void TstRefusedProcesses::everyWayToStartReportsTheFailedFork()
-{
-    QFETCH(QString, way);
-    QFETCH(QByteArray, message);
-    ConfinedProgram confined;
-    compareRun(confined.runStarter(way.split(' ')), 0, message + (message.endsWith('\n') ? "" : "\n"));
-}
+    void mailerThatCannotBeForkedIsNotReported()
+    {
+        Scene scene;
+        scene.confined.program.runningSystems(NO_TASKS);
+        compareRun(scene.confined.run({"-t", "-m", "ops@site.test", scene.source.url()}), 0, QByteArray());
+    }
+
+    void windowReportsEveryToolThatCannotBeForked()
+    {
+        const QString missing = VirtualDisplay::missing();
+        if (!missing.isEmpty()) {
+            QSKIP(qPrintable(missing));
+        }
+        const int patience = 60000;
+        const QPoint applyButton(60, -22);
+        Scene scene("P1.tar.gz");
+        VirtualDisplay display;
+        Program& program = scene.confined.program;
+        program.set("DISPLAY", display.name()).set("QT_QPA_PLATFORM", "xcb");
+        const auto session = scene.confined.start({scene.source.url()});
+        // The second call comes with the list.
+        QTRY_VERIFY_WITH_TIMEOUT(program.runningSystemQueries() >= 2, patience);
+        const QString window = display.windows().value(0);
+        const int before = program.runningSystemQueries();
+        program.runningSystems(NO_TASKS);
+        QTRY_VERIFY_WITH_TIMEOUT(program.runningSystemQueries() >= before + 2, patience);
+        display.click(window, applyButton);
+        // One box for the archive tool, the next for the script of the page; the decompressor's failure is passed over.
+        for (int i = 0; i < 2; ++i) {
+            QTRY_COMPARE_WITH_TIMEOUT(display.windows().size(), 2, patience);
+            QStringList boxes = display.windows();
+            boxes.removeAll(window);
+            QVERIFY(!scene.isInstalled());
+            display.press(boxes.first(), {"Escape"});
+            QTRY_VERIFY_WITH_TIMEOUT(!display.windows().contains(boxes.first()), patience);
+        }
+        display.press(window, {"ctrl+q"});
+        compareRun(session->finish(), 0, QByteArray());
+        QVERIFY(!scene.isInstalled());
+        QVERIFY(!scene.hasPage());
+    }
+
+    void everyWayToStartReportsTheFailedFork_data()
+    {
+        const Rows<QString, QByteArray> row("way", "message");
+        const QByteArray failed = "System command 'true' failed:\n  ";
+        const QByteArray notStarted = "Failed to start system command: true argument:\n";
+        const QByteArray incomplete = "System command did not complete\n'true'\n";
+        const QByteArray secondNotStarted = "Failed to start system command 'true'\n";
+        const QByteArray noDescriptor = "Resource error (fork failure): Too many open files\n";
+        row("without input, no task", "run tasks", failed + REFUSED);
+        row("without input, no descriptor", "run descriptors", failed + noDescriptor);
+        row("with input, no task", "feed tasks", notStarted + REFUSED);
+        row("with input, no descriptor", "feed descriptors", notStarted + noDescriptor);
+        row("first of a chain, no task", "first-of-chain tasks", incomplete + REFUSED);
+        row("first of a chain, no descriptor", "first-of-chain descriptors", incomplete + noDescriptor);
+        row("second of a chain, no task", "second-of-chain tasks", secondNotStarted + REFUSED);
+    }
+
+    void everyWayToStartReportsTheFailedFork()
+    {
+        QFETCH(QString, way);
+        QFETCH(QByteArray, message);
+        ConfinedProgram confined;
+        compareRun(confined.runStarter(way.split(' ')), 0, message + (message.endsWith('\n') ? "" : "\n"));
+    }
+};
 
 TAVRIN_TEST_MAIN(TstRefusedProcesses)
 #include "tst_refused_processes.moc"

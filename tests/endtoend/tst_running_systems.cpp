@@ -2,17 +2,15 @@
 // and how each option deals with a conflict. The systems come from the preloaded library, except where real processes
 // are looked for with the stand-in: those runs have a process namespace of their own, for other tests start systems,
 // too.
-#include "expected_report.h"
-#include "expected_steps.h"
+#include "expected_texts.h"
 #include "fake_installation.h"
 #include "fake_patch_server.h"
 #include "helper_run.h"
-#include "message_guard.h"
+#include "patch_source.h"
 #include "program_run.h"
 #include "real_process.h"
-#include "test_main.h"
-
-#include <QScopedPointer>
+#include "test.h"
+#include "test_paths.h"
 
 namespace {
 
@@ -66,281 +64,241 @@ struct Installable
 
 } // namespace
 
-class TstRunningSystems : public QObject
+class TstRunningSystems : public Test
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void conflictEndsTheRun_data()
+    {
+        const Rows<QStringList> row("options");
 
-    void conflictEndsTheRun_data();
-    void conflictEndsTheRun();
-    void listingDoesNotCare_data();
-    void listingDoesNotCare();
-    void dryRunContinuesWithAWarning_data();
-    void dryRunContinuesWithAWarning();
-    void allowedConflictIsInstalledWithoutAQuestion();
-    void allowingWithoutAConflictInstallsWithoutAQuestion();
-    void releaseDecidesWhatConflicts_data();
-    void releaseDecidesWhatConflicts();
-    void overridingReleaseDecides_data();
-    void overridingReleaseDecides();
-    void systemsAreAskedForOnceAtTheStart();
-    void checkIsShownBeforeTheDownloadsEnd();
-    void systemOfUnknownReleaseIsAConflict_data();
-    void systemOfUnknownReleaseIsAConflict();
-
-private:
-    QScopedPointer<MessageGuard> guard;
-};
-
-void TstRunningSystems::init()
-{
-    guard.reset(new MessageGuard);
-}
-
-void TstRunningSystems::cleanup()
-{
-    const QString complaint = guard->complaint();
-    guard.reset();
-    QCOMPARE(complaint, QString());
-}
-
-void TstRunningSystems::conflictEndsTheRun_data()
-{
-    QTest::addColumn<QStringList>("options");
-
-    QTest::newRow("-t alone") << QStringList{};
-    QTest::newRow("-v") << QStringList{"-v"};
-    QTest::newRow("a redundant release") << QStringList{"-r", "5.9"};
-}
-
-void TstRunningSystems::conflictEndsTheRun()
-{
-    QFETCH(QStringList, options);
-    const FakeInstallation installation;
-    const QStringList before = installation.tree();
-    FakePatchServer server;
-    server.answer("/", FakePatchServer::Answer::body(PatchPage().entry("P1", "1 May", "text").html()));
-
-    Program program;
-    program.tavrin(installation.path()).runningSystems(systemOf("5.9")).input("y\n");
-    compareRun(program.run(QStringList{"-t"} + options + QStringList{server.url()}), 1,
-               reportOf("5.9", {{"P1", "text"}}) + CHECK, running("5.9") + MUST_STOP + "\nExiting\n");
-    QCOMPARE(server.requestedPaths(), QList<QByteArray>{"/"});
-    QCOMPARE(installation.tree(), before);
-}
-
-void TstRunningSystems::listingDoesNotCare_data()
-{
-    QTest::addColumn<QStringList>("options");
-    QTest::addColumn<QByteArray>("output");
-
-    QTest::newRow("-l") << QStringList{"-l"} << reportOf("5.9", {{"P1", "text"}});
-    QTest::newRow("-L") << QStringList{"-L"} << headerLine("5.9") + "*  P1\n\n";
-    QTest::newRow("-l -Q") << QStringList{"-l", "-Q"} << reportOf("5.9", {{"P1", "text"}});
-}
-
-void TstRunningSystems::listingDoesNotCare()
-{
-    QFETCH(QStringList, options);
-    QFETCH(QByteArray, output);
-    const FakeInstallation installation;
-    const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
-
-    Program program;
-    program.tavrin(installation.path()).runningSystems(systemOf("5.9"));
-    compareRun(program.run(QStringList{"-t"} + options + QStringList{source.url()}), 0, output);
-}
-
-void TstRunningSystems::dryRunContinuesWithAWarning_data()
-{
-    QTest::addColumn<QStringList>("options");
-
-    QTest::newRow("-n") << QStringList{"-n"};
-    QTest::newRow("-n -Q, of which -Q is cancelled") << QStringList{"-n", "-Q"};
-    QTest::newRow("-n -l") << QStringList{"-n", "-l"};
-}
-
-void TstRunningSystems::dryRunContinuesWithAWarning()
-{
-    QFETCH(QStringList, options);
-    const FakeInstallation installation;
-    const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
-
-    Program program;
-    program.tavrin(installation.path()).runningSystems(systemOf("5.9"));
-    compareRun(program.run(QStringList{"-t"} + options + QStringList{source.url()}), 0,
-               dryRun("5.9", running("5.9") + MUST_STOP + "\nContinuing to show proposed course of action ...\n\n"));
-}
-
-void TstRunningSystems::allowedConflictIsInstalledWithoutAQuestion()
-{
-    Installable ready;
-    ready.program.runningSystems(systemOf("5.9"));
-    compareRun(ready.program.run({"-t", "-Q", ready.source.url()}), 0,
-               reportOf("5.9", {{"P1", "text"}}) + CHECK + running("5.9") + "\n-Q option: continuing ...\n\n" +
-                   installingOf(ready.mark));
-    QVERIFY(QFileInfo(ready.mark).isFile());
-}
-
-void TstRunningSystems::allowingWithoutAConflictInstallsWithoutAQuestion()
-{
-    Installable ready;
-    compareRun(ready.program.run({"-t", "-Q", ready.source.url()}), 0,
-               reportOf("5.9", {{"P1", "text"}}) + CHECK + notRunning("5.9") + installingOf(ready.mark));
-    QVERIFY(QFileInfo(ready.mark).isFile());
-}
-
-void TstRunningSystems::releaseDecidesWhatConflicts_data()
-{
-    QTest::addColumn<QString>("release");
-    QTest::addColumn<QByteArray>("systems");
-    QTest::addColumn<bool>("conflict");
-
-    QTest::newRow("none") << "5.9" << QByteArray() << false;
-    QTest::newRow("the same") << "5.9" << systemOf("5.9") << true;
-    QTest::newRow("a longer name") << "5.9" << systemOf("5.9p") << false;
-    QTest::newRow("a shorter name") << "5.9p" << systemOf("5.9") << false;
-    QTest::newRow("a blank behind") << "5.9" << systemOf("5.9 ") << false;
-    QTest::newRow("a blank in front") << "5.9" << systemOf(" 5.9") << false;
-    QTest::newRow("capitals") << "dev" << systemOf("DEV") << false;
-    QTest::newRow("small letters") << "DEV" << systemOf("dev") << false;
-    QTest::newRow("no version") << "5.9" << systemOf("") << false;
-    QTest::newRow("letters beyond ASCII") << QString::fromUtf8("5.9-\u00e4") << systemOf("5.9-\xc3\xa4") << true;
-    QTest::newRow("the release in other fields") << "5.9" << QByteArray("5.8\t5.9\t5.9\t59\n") << false;
-    QTest::newRow("the first of two") << "5.9" << systemOf("5.9") + systemOf("5.8") << true;
-    QTest::newRow("the second of two") << "5.9" << systemOf("5.8") + systemOf("5.9") << true;
-    QTest::newRow("neither of two") << "5.9" << systemOf("5.8") + systemOf("5.7") << false;
-    QTest::newRow("no array, but a count") << "5.9" << QByteArray("#null 3\n") << false;
-    QTest::newRow("an array, but no count") << "5.9"
-                                            << "#count 0\n" + systemOf("5.9") << false;
-    QTest::newRow("a count of fewer than there are") << "5.9"
-                                                     << "#count 1\n" + systemOf("5.8") + systemOf("5.9") << false;
-    QTest::newRow("a version without an end") << "5" << QByteArray("@fill:5\tuser\t/home\t825307441\n") << false;
-    QTest::newRow("a version without an end before the same")
-        << "5.9"
-        << "@fill:5\t@fill:u\t@fill:d\t825307441\n" + systemOf("5.9") << true;
-}
-
-void TstRunningSystems::releaseDecidesWhatConflicts()
-{
-    QFETCH(QString, release);
-    QFETCH(QByteArray, systems);
-    QFETCH(bool, conflict);
-    const FakeInstallation installation(release);
-    const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
-
-    Program program;
-    program.tavrin(installation.path()).runningSystems(systems);
-    const QByteArray name = release.toUtf8();
-    const QByteArray warning = running(name) + MUST_STOP + "\nContinuing to show proposed course of action ...\n\n";
-    compareRun(program.run({"-t", "-n", source.url()}), 0, dryRun(release, conflict ? warning : notRunning(name)));
-}
-
-void TstRunningSystems::overridingReleaseDecides_data()
-{
-    QTest::addColumn<QByteArray>("version");
-    QTest::addColumn<bool>("conflict");
-
-    QTest::newRow("the overriding release") << QByteArray("5.8") << true;
-    QTest::newRow("the installed release") << QByteArray("5.9") << false;
-}
-
-void TstRunningSystems::overridingReleaseDecides()
-{
-    QFETCH(QByteArray, version);
-    QFETCH(bool, conflict);
-    const FakeInstallation installed("5.9");
-    const FakeInstallation overriding("5.8");
-    const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
-
-    Program program;
-    program.tavrin(installed.path()).runningSystems(systemOf(version));
-    const QByteArray override = "*** WARNING: Your environment is for Tavrin release '5.9',\n"
-                                "but you are running tavrin_update with a release override of '5.8'.\n"
-                                "Patches will be listed but not applied.\n";
-    const QByteArray warning = running("5.8") + MUST_STOP + "\nContinuing to show proposed course of action ...\n\n";
-    compareRun(program.run({"-t", "-r", "5.8", source.url()}), 0,
-               override + dryRun("overridden to 5.8", conflict ? warning : notRunning("5.8")));
-}
-
-void TstRunningSystems::systemsAreAskedForOnceAtTheStart()
-{
-    const FakeInstallation installation;
-    FakePatchServer server;
-    server.answer("/", FakePatchServer::Answer::body(PatchPage().entry("P1", "1 May", "text").html()).held());
-
-    Program program;
-    program.tavrin(installation.path());
-    const std::unique_ptr<ProgramSession> session = program.start({"-t", "-n", server.url()});
-    QTRY_COMPARE(server.requestedPaths(), QList<QByteArray>{"/"});
-    program.runningSystems(systemOf("5.9"));
-    server.release("/");
-    compareRun(session->finish(), 0, dryRun("5.9", notRunning("5.9")));
-    QCOMPARE(program.runningSystemQueries(), 1);
-}
-
-// Also where standard output is a file or a pipe, which would hold it back.
-void TstRunningSystems::checkIsShownBeforeTheDownloadsEnd()
-{
-    FakeInstallation installation;
-    installation.withTools();
-    FakePatchServer server;
-    server.answer("/", FakePatchServer::Answer::body(PatchPage().entry("P1", "1 May", "text", "P1.tar").html()));
-    server.answer("/P1.tar",
-                  FakePatchServer::Answer::body(archiveOf(installation.path("patched/P1"), QByteArray())).held());
-
-    Program program;
-    const std::unique_ptr<ProgramSession> session =
-        program.tavrin(installation.path()).start({"-t", "-Q", server.url()});
-    QTRY_COMPARE(server.requestedPaths(), (QList<QByteArray>{"/", "/P1.tar"}));
-    const QByteArray shown = reportOf("5.9", {{"P1", "text"}}) + CHECK + notRunning("5.9");
-    QVERIFY2(session->waitForOutput(shown), session->output());
-    server.release("/P1.tar");
-    compareRun(session->finish(), 0,
-               shown + DOWNLOAD + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + FINISH);
-}
-
-void TstRunningSystems::systemOfUnknownReleaseIsAConflict_data()
-{
-    QTest::addColumn<QString>("system"); // the words of a command
-    QTest::addColumn<bool>("conflict");
-
-    const QString asAnother = "setpriv --reuid 65534 --clear-groups ";
-    QTest::newRow("of this release") << "TAVRIN=/opt/tavrin/5.9 rtexec" << true;
-    QTest::newRow("of another release") << "TAVRIN=/opt/tavrin/5.8 rtexec" << false;
-    QTest::newRow("of no release") << "rtexec" << true;
-    QTest::newRow("another user's, hidden") << asAnother + "env TAVRIN=/opt/tavrin/5.9 rtexec" << true;
-    QTest::newRow("another user's, in the folder of another release")
-        << asAnother + "/opt/tavrin/5.8/bin/rtexec" << false;
-}
-
-// With the stand-in itself. Root without the right to look into other users' processes is as blind as anybody else.
-void TstRunningSystems::systemOfUnknownReleaseIsAConflict()
-{
-    QFETCH(QString, system);
-    QFETCH(bool, conflict);
-    const QStringList blind = {"setpriv", "--bounding-set", "-sys_ptrace"};
-    const HelperRun probe = runHelper(
-        "unshare", OWN_PROCESSES + blind + QStringList{"setpriv", "--reuid", "65534", "--clear-groups", "true"});
-    if (system.startsWith("setpriv") && probe.status != 0) {
-        QSKIP(("only root can start a system as another user: " + probe.errors).constData());
+        row("-t alone", {});
+        row("-v", {"-v"});
+        row("a redundant release", {"-r", "5.9"});
     }
-    const FakeInstallation installation("5.9");
-    const FakeInstallation other("5.8");
-    const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
-    const SleepCopies copies;
-    QVERIFY(QFile::copy(copies.path("rtexec"), other.path("bin/rtexec")));
 
-    Program program("unshare");
-    program.tavrin(installation.path()).path(copies.path() + ":/usr/bin:/bin").unset("LD_PRELOAD");
-    const QStringList beside = {"sh", "-c", BESIDE_A_SYSTEM, "sh", system};
-    const QByteArray warning = running("5.9") + MUST_STOP + "\nContinuing to show proposed course of action ...\n\n";
-    compareRun(program.run(OWN_PROCESSES + blind + beside + QStringList{programPath(), "-t", "-n", source.url()}), 0,
-               dryRun("5.9", conflict ? warning : notRunning("5.9")));
-}
+    void conflictEndsTheRun()
+    {
+        QFETCH(QStringList, options);
+        const FakeInstallation installation;
+        const QStringList before = installation.tree();
+        FakePatchServer server;
+        server.answer("/", FakePatchServer::Answer::body(PatchPage().entry("P1", "1 May", "text").html()));
+
+        Program program;
+        program.tavrin(installation.path()).runningSystems(systemOf("5.9")).input("y\n");
+        compareRun(program.run(QStringList{"-t"} + options + QStringList{server.url()}), 1,
+                   reportOf("5.9", {{"P1", "text"}}) + CHECK, running("5.9") + MUST_STOP + "\nExiting\n");
+        QCOMPARE(server.requestedPaths(), QList<QByteArray>{"/"});
+        QCOMPARE(installation.tree(), before);
+    }
+
+    void listingDoesNotCare_data()
+    {
+        const Rows<QStringList, QByteArray> row("options", "output");
+
+        row("-l", {"-l"}, reportOf("5.9", {{"P1", "text"}}));
+        row("-L", {"-L"}, headerLine("5.9") + "*  P1\n\n");
+        row("-l -Q", {"-l", "-Q"}, reportOf("5.9", {{"P1", "text"}}));
+    }
+
+    void listingDoesNotCare()
+    {
+        QFETCH(QStringList, options);
+        QFETCH(QByteArray, output);
+        const FakeInstallation installation;
+        const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
+
+        Program program;
+        program.tavrin(installation.path()).runningSystems(systemOf("5.9"));
+        compareRun(program.run(QStringList{"-t"} + options + QStringList{source.url()}), 0, output);
+    }
+
+    void dryRunContinuesWithAWarning_data()
+    {
+        const Rows<QStringList> row("options");
+
+        row("-n", {"-n"});
+        row("-n -Q, of which -Q is cancelled", {"-n", "-Q"});
+        row("-n -l", {"-n", "-l"});
+    }
+
+    void dryRunContinuesWithAWarning()
+    {
+        QFETCH(QStringList, options);
+        const FakeInstallation installation;
+        const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
+
+        Program program;
+        program.tavrin(installation.path()).runningSystems(systemOf("5.9"));
+        compareRun(
+            program.run(QStringList{"-t"} + options + QStringList{source.url()}), 0,
+            dryRun("5.9", running("5.9") + MUST_STOP + "\nContinuing to show proposed course of action ...\n\n"));
+    }
+
+    void allowedConflictIsInstalledWithoutAQuestion()
+    {
+        Installable ready;
+        ready.program.runningSystems(systemOf("5.9"));
+        compareRun(ready.program.run({"-t", "-Q", ready.source.url()}), 0,
+                   reportOf("5.9", {{"P1", "text"}}) + CHECK + running("5.9") + "\n-Q option: continuing ...\n\n" +
+                       installingOf(ready.mark));
+        QVERIFY(QFileInfo(ready.mark).isFile());
+    }
+
+    void allowingWithoutAConflictInstallsWithoutAQuestion()
+    {
+        Installable ready;
+        compareRun(ready.program.run({"-t", "-Q", ready.source.url()}), 0,
+                   reportOf("5.9", {{"P1", "text"}}) + CHECK + notRunning("5.9") + installingOf(ready.mark));
+        QVERIFY(QFileInfo(ready.mark).isFile());
+    }
+
+    void releaseDecidesWhatConflicts_data()
+    {
+        const Rows<QString, QByteArray, bool> row("release", "systems", "conflict");
+
+        row("none", "5.9", {}, false);
+        row("the same", "5.9", systemOf("5.9"), true);
+        row("a longer name", "5.9", systemOf("5.9p"), false);
+        row("a shorter name", "5.9p", systemOf("5.9"), false);
+        row("a blank behind", "5.9", systemOf("5.9 "), false);
+        row("a blank in front", "5.9", systemOf(" 5.9"), false);
+        row("capitals", "dev", systemOf("DEV"), false);
+        row("small letters", "DEV", systemOf("dev"), false);
+        row("no version", "5.9", systemOf(""), false);
+        row("letters beyond ASCII", QString::fromUtf8("5.9-\u00e4"), systemOf("5.9-\xc3\xa4"), true);
+        row("the release in other fields", "5.9", "5.8\t5.9\t5.9\t59\n", false);
+        row("the first of two", "5.9", systemOf("5.9") + systemOf("5.8"), true);
+        row("the second of two", "5.9", systemOf("5.8") + systemOf("5.9"), true);
+        row("neither of two", "5.9", systemOf("5.8") + systemOf("5.7"), false);
+        row("no array, but a count", "5.9", "#null 3\n", false);
+        row("an array, but no count", "5.9", "#count 0\n" + systemOf("5.9"), false);
+        row("a count of fewer than there are", "5.9", "#count 1\n" + systemOf("5.8") + systemOf("5.9"), false);
+        row("a version without an end", "5", "@fill:5\tuser\t/home\t825307441\n", false);
+        row("a version without an end before the same", "5.9",
+            "@fill:5\t@fill:u\t@fill:d\t825307441\n" + systemOf("5.9"), true);
+    }
+
+    void releaseDecidesWhatConflicts()
+    {
+        QFETCH(QString, release);
+        QFETCH(QByteArray, systems);
+        QFETCH(bool, conflict);
+        const FakeInstallation installation(release);
+        const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
+
+        Program program;
+        program.tavrin(installation.path()).runningSystems(systems);
+        const QByteArray name = release.toUtf8();
+        const QByteArray warning = running(name) + MUST_STOP + "\nContinuing to show proposed course of action ...\n\n";
+        compareRun(program.run({"-t", "-n", source.url()}), 0, dryRun(release, conflict ? warning : notRunning(name)));
+    }
+
+    void overridingReleaseDecides_data()
+    {
+        const Rows<QByteArray, bool> row("version", "conflict");
+
+        row("the overriding release", "5.8", true);
+        row("the installed release", "5.9", false);
+    }
+
+    void overridingReleaseDecides()
+    {
+        QFETCH(QByteArray, version);
+        QFETCH(bool, conflict);
+        const FakeInstallation installed("5.9");
+        const FakeInstallation overriding("5.8");
+        const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
+
+        Program program;
+        program.tavrin(installed.path()).runningSystems(systemOf(version));
+        const QByteArray override = "*** WARNING: Your environment is for Tavrin release '5.9',\n"
+                                    "but you are running tavrin_update with a release override of '5.8'.\n"
+                                    "Patches will be listed but not applied.\n";
+        const QByteArray warning =
+            running("5.8") + MUST_STOP + "\nContinuing to show proposed course of action ...\n\n";
+        compareRun(program.run({"-t", "-r", "5.8", source.url()}), 0,
+                   override + dryRun("overridden to 5.8", conflict ? warning : notRunning("5.8")));
+    }
+
+    void systemsAreAskedForOnceAtTheStart()
+    {
+        const FakeInstallation installation;
+        FakePatchServer server;
+        server.answer("/", FakePatchServer::Answer::body(PatchPage().entry("P1", "1 May", "text").html()).held());
+
+        Program program;
+        program.tavrin(installation.path());
+        const std::unique_ptr<ProgramSession> session = program.start({"-t", "-n", server.url()});
+        QTRY_COMPARE(server.requestedPaths(), QList<QByteArray>{"/"});
+        program.runningSystems(systemOf("5.9"));
+        server.release("/");
+        compareRun(session->finish(), 0, dryRun("5.9", notRunning("5.9")));
+        QCOMPARE(program.runningSystemQueries(), 1);
+    }
+
+    // Also where standard output is a file or a pipe, which would hold it back.
+    void checkIsShownBeforeTheDownloadsEnd()
+    {
+        FakeInstallation installation;
+        installation.withTools();
+        FakePatchServer server;
+        server.answer("/", FakePatchServer::Answer::body(PatchPage().entry("P1", "1 May", "text", "P1.tar").html()));
+        server.answer("/P1.tar",
+                      FakePatchServer::Answer::body(archiveOf(installation.path("patched/P1"), QByteArray())).held());
+
+        Program program;
+        const std::unique_ptr<ProgramSession> session =
+            program.tavrin(installation.path()).start({"-t", "-Q", server.url()});
+        QTRY_COMPARE(server.requestedPaths(), (QList<QByteArray>{"/", "/P1.tar"}));
+        const QByteArray shown = reportOf("5.9", {{"P1", "text"}}) + CHECK + notRunning("5.9");
+        QVERIFY2(session->waitForOutput(shown), session->output());
+        server.release("/P1.tar");
+        compareRun(session->finish(), 0,
+                   shown + DOWNLOAD + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + FINISH);
+    }
+
+    void systemOfUnknownReleaseIsAConflict_data()
+    {
+        // system: the words of a command
+        const Rows<QString, bool> row("system", "conflict");
+
+        const QString asAnother = "setpriv --reuid 65534 --clear-groups ";
+        row("of this release", "TAVRIN=/opt/tavrin/5.9 rtexec", true);
+        row("of another release", "TAVRIN=/opt/tavrin/5.8 rtexec", false);
+        row("of no release", "rtexec", true);
+        row("another user's, hidden", asAnother + "env TAVRIN=/opt/tavrin/5.9 rtexec", true);
+        row("another user's, in the folder of another release", asAnother + "/opt/tavrin/5.8/bin/rtexec", false);
+    }
+
+    // With the stand-in itself. Root without the right to look into other users' processes is as blind as anybody else.
+    void systemOfUnknownReleaseIsAConflict()
+    {
+        QFETCH(QString, system);
+        QFETCH(bool, conflict);
+        const QStringList blind = {"setpriv", "--bounding-set", "-sys_ptrace"};
+        const HelperRun probe = runHelper(
+            "unshare", OWN_PROCESSES + blind + QStringList{"setpriv", "--reuid", "65534", "--clear-groups", "true"});
+        if (system.startsWith("setpriv") && probe.status != 0) {
+            QSKIP(("only root can start a system as another user: " + probe.errors).constData());
+        }
+        const FakeInstallation installation("5.9");
+        const FakeInstallation other("5.8");
+        const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
+        const SleepCopies copies;
+        QVERIFY(QFile::copy(copies.path("rtexec"), other.path("bin/rtexec")));
+
+        Program program("unshare");
+        program.tavrin(installation.path()).path(copies.path() + ":/usr/bin:/bin").unset("LD_PRELOAD");
+        const QStringList beside = {"sh", "-c", BESIDE_A_SYSTEM, "sh", system};
+        const QByteArray warning =
+            running("5.9") + MUST_STOP + "\nContinuing to show proposed course of action ...\n\n";
+        compareRun(program.run(OWN_PROCESSES + blind + beside + QStringList{programPath(), "-t", "-n", source.url()}),
+                   0, dryRun("5.9", conflict ? warning : notRunning("5.9")));
+    }
+};
 
 TAVRIN_TEST_MAIN(TstRunningSystems)
 

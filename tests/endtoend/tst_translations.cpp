@@ -4,12 +4,11 @@
 #include "fake_installation.h"
 #include "fake_patch_server.h"
 #include "fake_tools.h"
-#include "message_guard.h"
+#include "patch_source.h"
 #include "program_run.h"
 #include "recording_translator.h"
-#include "test_main.h"
-
-#include <QScopedPointer>
+#include "test.h"
+#include "test_files.h"
 
 #include <functional>
 
@@ -112,184 +111,164 @@ const QStringList MAILED =
 
 Q_DECLARE_METATYPE(Preparation)
 
-class TstTranslations : public QObject
+class TstTranslations : public Test
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-    void everyTextOfATerminalRunIsTranslated_data();
-    void everyTextOfATerminalRunIsTranslated();
-    void translatedTextIsShown();
+    void everyTextOfATerminalRunIsTranslated_data()
+    {
+        QTest::addColumn<Preparation>("prepare");
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QStringList>("texts");
+        const auto row = [](const char* name, const Preparation& prepare, const QStringList& arguments,
+                            const QStringList& texts) {
+            QTest::newRow(name) << prepare << QStringList("-t") + arguments << texts;
+        };
 
-private:
-    QScopedPointer<MessageGuard> guard;
+        row("command line not understood", asItIs, {"-x"}, {});
+
+        row("TAVRIN unset", [](World& w) { w.program.unset("TAVRIN"); }, {},
+            {"\nTAVRIN environment variable is not set.\n"});
+        row("installation missing", [](World& w) { w.program.tavrin("/opt/tavrin/6.0"); }, {},
+            {"TAVRIN directory is invalid\n%1\n"});
+        row("installation elsewhere", [](World& w) { w.program.tavrin(w.source.path()); }, {},
+            {"tavrin_update cannot install patches for TAVRIN in non-standard location\n'%1'\n"
+             "You must copy and install by hand"});
+        row("installation not writable", [](World& w) { w.installation.withMode("lib", 0555); }, {},
+            {"To apply patches you must have write access to the TAVRIN directories\n(%1)\n"});
+        row("override missing", asItIs, {"-r", "6.0"},
+            {"TAVRIN directory is invalid\n\n'%1'\t(with release override of '%2')"});
+        row("override", asItIs, {"-r", "5.8"},
+            NO_CONFLICT + DRY_STEPS +
+                QStringList{"*** WARNING: Your environment is for Tavrin release '%1',\n"
+                            "but you are running tavrin_update with a release override of '%2'.\n"
+                            "Patches will be listed but not applied.",
+                            "overridden to ", STEPS_HEADING});
+        row("URL not valid", [](World& w) { w.url = "http://[/"; }, {}, {"Url '%1' is invalid.\n%2"});
+
+        row("source missing", [](World& w) { w.url = "file:///nowhere/"; }, {}, {FETCH_FAILED});
+        row("scheme unknown", [](World& w) { w.url = "gopher://host.test/"; }, {},
+            {FETCH_FAILED, "Begin your URL with 'http://' or, for local files, 'file:///'."});
+        row("list redirected",
+            [](World& w) {
+                w.server.answer("/", FakePatchServer::Answer::redirect(302, "/other/"));
+                w.url = w.server.url();
+            },
+            {}, {"Request was redirected.\n"});
+        row("page broken before its list", [](World& w) { w.page("<ul>"); }, {},
+            {"Failed to find list of patches in page source at %1:\n%2\n", "\nExiting"});
+        row("page without a list", [](World& w) { w.page("<ul></ul>"); }, {},
+            {"Failed to find list of patches in page source at %1", "\nExiting"});
+        row("entry without a name", [](World& w) { w.page(PatchPage().markup("<blockquote>text</blockquote>")); }, {},
+            {"Error obtaining patch name for patch ", "\nExiting"});
+        row("entry without an archive",
+            [](World& w) { w.page(PatchPage().markup("<li>P1 1 May</li><blockquote>text</blockquote>")); }, {},
+            {"Error obtaining tar file name for patch ", "\nExiting"});
+
+        row("list", asItIs, {"-l"}, REPORT);
+        row("list of all", asItIs, {"-L"}, REPORT);
+        row(
+            "nothing missing", [](World& w) { w.installation.withPatched("P1"); }, {},
+            REPORT + QStringList{"No new patches"});
+        row("installation of no release",
+            [](World& w) {
+                QVERIFY(QFile::link(w.installation.path(), w.beside.path("dev")));
+                w.program.tavrin(w.beside.path("dev"));
+            },
+            {"-l"}, {" Tavrin Unreleased ", "Not Installed"});
+        row(
+            "mail", [](World& w) { w.tool("perl", "", true); }, {"-m", "root@host.test"}, MAILED);
+        row(
+            "mail, verbose", [](World& w) { w.tool("perl", "", true); }, {"-v", "-m", "root@host.test"},
+            MAILED + QStringList{EXECUTING});
+        row(
+            "mail that cannot be sent", [](World& w) { w.program.path("/nowhere"); }, {"-m", "root@host.test"},
+            MAILED + QStringList{"Failed to start system command: %1"});
+
+        row("dry run", asItIs, {"-n"}, NO_CONFLICT + DRY_STEPS + QStringList{STEPS_HEADING});
+        row(
+            "dry run beside a system", [](World& w) { w.system("5.9"); }, {"-n"},
+            CONFLICT + DRY_STEPS +
+                QStringList{STEPS_HEADING, MUST_STOP, "Continuing to show proposed course of action ...\n\n"});
+        row(
+            "run beside a system", [](World& w) { w.system("5.9"); }, {},
+            CONFLICT + QStringList{MUST_STOP, "\nExiting"});
+        row(
+            "-Q beside a system",
+            [](World& w) {
+                w.system("5.9");
+                w.installation.without("bin/bsdtar");
+            },
+            {"-Q"},
+            CONFLICT + QStringList{"-Q option: continuing ...\n\n", "Download patch files ...\n", "Downloaded %1\n",
+                                   "\nApply patches to Tavrin installation ...\n\n", "System command '%1' failed:\n"});
+        row(
+            "answer no", [](World& w) { w.program.input("n\n"); }, {}, ASKED + QStringList{"\nExiting"});
+        row(
+            "answer not understood", [](World& w) { w.program.input("what?\nn\n"); }, {},
+            ASKED + QStringList{"Please enter 'y' if you wish to proceed, or 'n' if you wish to quit.", "\nExiting"});
+
+        row("installation", asItIs, {}, APPLY + INSTALLED + FINISH);
+        row(
+            "installation, verbose, with a decompressor that refuses",
+            [](World& w) { w.onlyArchive("P1.tar.bz2", archiveOf(w.installation.path("patched/P1"), "text")); }, {"-v"},
+            APPLY + INSTALLED + FINISH + QStringList{EXECUTING, "Continuing...\n", EXECUTING, EXECUTING});
+        row(
+            "archive that goes when decompressed",
+            [](World& w) {
+                w.onlyArchive("P1.tar.gz", "text");
+                w.tool("gunzip", "/bin/rm \"$1\"");
+            },
+            {}, APPLY + QStringList{"Failed to decompress file %1"});
+        row(
+            "archive of another name",
+            [](World& w) { w.onlyArchive("other.tar", archiveOf(w.installation.path("patched/P1"), "text")); }, {},
+            APPLY + INSTALLED + FINISH + QStringList{"Internal error: Failed to mark update %1 applied."});
+        row(
+            "download missing", [](World& w) { QVERIFY(QFile::remove(w.source.filePath("P1.tar"))); }, {},
+            DOWNLOAD + QStringList{"Download of %1 failed: %2\n"});
+        row(
+            "download redirected",
+            [](World& w) {
+                w.server.answer("/", FakePatchServer::Answer::body(PatchPage().entry("P1", "1 May", "text").html()));
+                w.server.answer("/P1.tar.gz", FakePatchServer::Answer::redirect(302, "/other/"));
+                w.url = w.server.url();
+            },
+            {}, DOWNLOAD + QStringList{"Download request was redirected.\n"});
+        row(
+            "no directory for downloads", [](World& w) { w.installation.without("patches").withFile("patches"); }, {},
+            DOWNLOAD + QStringList{"Failed to access patch download directory, %1/patches."});
+        row(
+            "directory in the download's place", [](World& w) { w.installation.withFile("patches/P1.tar/file"); }, {},
+            DOWNLOAD + QStringList{"Failed to open local patch file, %1"});
+        row(
+            "empty download", [](World& w) { w.archive("P1.tar", QByteArray()); }, {},
+            DOWNLOAD + QStringList{"No data downloaded for patch file, %1"});
+    }
+
+    void everyTextOfATerminalRunIsTranslated()
+    {
+        QFETCH(Preparation, prepare);
+        QFETCH(QStringList, arguments);
+        QFETCH(QStringList, texts);
+        World world;
+        prepare(world);
+        const ProgramRun run = world.program.run(arguments + QStringList{world.url});
+        QVERIFY2(!run.crashed && !run.timedOut, describe(run));
+        const QString complaint =
+            textsComplaint(COMMAND_LINE + inContext("TavrinUpdateBusinessLogic", texts), world.program.recordedTexts());
+        QVERIFY2(complaint.isEmpty(), qUtf8Printable(complaint + describe(run)));
+    }
+
+    void translatedTextIsShown()
+    {
+        World world;
+        world.program.unset("TAVRIN");
+        const QString text = "\nTAVRIN environment variable is not set.\n";
+        compareRun(world.program.run({"-t"}), 1, QByteArray(), RecordingTranslator::answerTo(text).toUtf8() + "\n");
+    }
 };
-
-void TstTranslations::init()
-{
-    guard.reset(new MessageGuard);
-}
-
-void TstTranslations::cleanup()
-{
-    const QString complaint = guard->complaint();
-    guard.reset();
-    QCOMPARE(complaint, QString());
-}
-
-void TstTranslations::everyTextOfATerminalRunIsTranslated_data()
-{
-    QTest::addColumn<Preparation>("prepare");
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QStringList>("texts");
-    const auto row = [](const char* name, const Preparation& prepare, const QStringList& arguments,
-                        const QStringList& texts) {
-        QTest::newRow(name) << prepare << QStringList("-t") + arguments << texts;
-    };
-
-    row("command line not understood", asItIs, {"-x"}, {});
-
-    row("TAVRIN unset", [](World& w) { w.program.unset("TAVRIN"); }, {},
-        {"\nTAVRIN environment variable is not set.\n"});
-    row("installation missing", [](World& w) { w.program.tavrin("/opt/tavrin/6.0"); }, {},
-        {"TAVRIN directory is invalid\n%1\n"});
-    row("installation elsewhere", [](World& w) { w.program.tavrin(w.source.path()); }, {},
-        {"tavrin_update cannot install patches for TAVRIN in non-standard location\n'%1'\n"
-         "You must copy and install by hand"});
-    row("installation not writable", [](World& w) { w.installation.withMode("lib", 0555); }, {},
-        {"To apply patches you must have write access to the TAVRIN directories\n(%1)\n"});
-    row("override missing", asItIs, {"-r", "6.0"},
-        {"TAVRIN directory is invalid\n\n'%1'\t(with release override of '%2')"});
-    row("override", asItIs, {"-r", "5.8"},
-        NO_CONFLICT + DRY_STEPS +
-            QStringList{"*** WARNING: Your environment is for Tavrin release '%1',\n"
-                        "but you are running tavrin_update with a release override of '%2'.\n"
-                        "Patches will be listed but not applied.",
-                        "overridden to ", STEPS_HEADING});
-    row("URL not valid", [](World& w) { w.url = "http://[/"; }, {}, {"Url '%1' is invalid.\n%2"});
-
-    row("source missing", [](World& w) { w.url = "file:///nowhere/"; }, {}, {FETCH_FAILED});
-    row("scheme unknown", [](World& w) { w.url = "gopher://host.test/"; }, {},
-        {FETCH_FAILED, "Begin your URL with 'http://' or, for local files, 'file:///'."});
-    row("list redirected",
-        [](World& w) {
-            w.server.answer("/", FakePatchServer::Answer::redirect(302, "/other/"));
-            w.url = w.server.url();
-        },
-        {}, {"Request was redirected.\n"});
-    row("page broken before its list", [](World& w) { w.page("<ul>"); }, {},
-        {"Failed to find list of patches in page source at %1:\n%2\n", "\nExiting"});
-    row("page without a list", [](World& w) { w.page("<ul></ul>"); }, {},
-        {"Failed to find list of patches in page source at %1", "\nExiting"});
-    row("entry without a name", [](World& w) { w.page(PatchPage().markup("<blockquote>text</blockquote>")); }, {},
-        {"Error obtaining patch name for patch ", "\nExiting"});
-    row("entry without an archive",
-        [](World& w) { w.page(PatchPage().markup("<li>P1 1 May</li><blockquote>text</blockquote>")); }, {},
-        {"Error obtaining tar file name for patch ", "\nExiting"});
-
-    row("list", asItIs, {"-l"}, REPORT);
-    row("list of all", asItIs, {"-L"}, REPORT);
-    row(
-        "nothing missing", [](World& w) { w.installation.withPatched("P1"); }, {},
-        REPORT + QStringList{"No new patches"});
-    row("installation of no release",
-        [](World& w) {
-            QVERIFY(QFile::link(w.installation.path(), w.beside.path("dev")));
-            w.program.tavrin(w.beside.path("dev"));
-        },
-        {"-l"}, {" Tavrin Unreleased ", "Not Installed"});
-    row(
-        "mail", [](World& w) { w.tool("perl", "", true); }, {"-m", "root@host.test"}, MAILED);
-    row(
-        "mail, verbose", [](World& w) { w.tool("perl", "", true); }, {"-v", "-m", "root@host.test"},
-        MAILED + QStringList{EXECUTING});
-    row(
-        "mail that cannot be sent", [](World& w) { w.program.path("/nowhere"); }, {"-m", "root@host.test"},
-        MAILED + QStringList{"Failed to start system command: %1"});
-
-    row("dry run", asItIs, {"-n"}, NO_CONFLICT + DRY_STEPS + QStringList{STEPS_HEADING});
-    row(
-        "dry run beside a system", [](World& w) { w.system("5.9"); }, {"-n"},
-        CONFLICT + DRY_STEPS +
-            QStringList{STEPS_HEADING, MUST_STOP, "Continuing to show proposed course of action ...\n\n"});
-    row(
-        "run beside a system", [](World& w) { w.system("5.9"); }, {}, CONFLICT + QStringList{MUST_STOP, "\nExiting"});
-    row(
-        "-Q beside a system",
-        [](World& w) {
-            w.system("5.9");
-            w.installation.without("bin/bsdtar");
-        },
-        {"-Q"},
-        CONFLICT + QStringList{"-Q option: continuing ...\n\n", "Download patch files ...\n", "Downloaded %1\n",
-                               "\nApply patches to Tavrin installation ...\n\n", "System command '%1' failed:\n"});
-    row(
-        "answer no", [](World& w) { w.program.input("n\n"); }, {}, ASKED + QStringList{"\nExiting"});
-    row(
-        "answer not understood", [](World& w) { w.program.input("what?\nn\n"); }, {},
-        ASKED + QStringList{"Please enter 'y' if you wish to proceed, or 'n' if you wish to quit.", "\nExiting"});
-
-    row("installation", asItIs, {}, APPLY + INSTALLED + FINISH);
-    row(
-        "installation, verbose, with a decompressor that refuses",
-        [](World& w) { w.onlyArchive("P1.tar.bz2", archiveOf(w.installation.path("patched/P1"), "text")); }, {"-v"},
-        APPLY + INSTALLED + FINISH + QStringList{EXECUTING, "Continuing...\n", EXECUTING, EXECUTING});
-    row(
-        "archive that goes when decompressed",
-        [](World& w) {
-            w.onlyArchive("P1.tar.gz", "text");
-            w.tool("gunzip", "/bin/rm \"$1\"");
-        },
-        {}, APPLY + QStringList{"Failed to decompress file %1"});
-    row(
-        "archive of another name",
-        [](World& w) { w.onlyArchive("other.tar", archiveOf(w.installation.path("patched/P1"), "text")); }, {},
-        APPLY + INSTALLED + FINISH + QStringList{"Internal error: Failed to mark update %1 applied."});
-    row(
-        "download missing", [](World& w) { QVERIFY(QFile::remove(w.source.filePath("P1.tar"))); }, {},
-        DOWNLOAD + QStringList{"Download of %1 failed: %2\n"});
-    row(
-        "download redirected",
-        [](World& w) {
-            w.server.answer("/", FakePatchServer::Answer::body(PatchPage().entry("P1", "1 May", "text").html()));
-            w.server.answer("/P1.tar.gz", FakePatchServer::Answer::redirect(302, "/other/"));
-            w.url = w.server.url();
-        },
-        {}, DOWNLOAD + QStringList{"Download request was redirected.\n"});
-    row(
-        "no directory for downloads", [](World& w) { w.installation.without("patches").withFile("patches"); }, {},
-        DOWNLOAD + QStringList{"Failed to access patch download directory, %1/patches."});
-    row(
-        "directory in the download's place", [](World& w) { w.installation.withFile("patches/P1.tar/file"); }, {},
-        DOWNLOAD + QStringList{"Failed to open local patch file, %1"});
-    row(
-        "empty download", [](World& w) { w.archive("P1.tar", QByteArray()); }, {},
-        DOWNLOAD + QStringList{"No data downloaded for patch file, %1"});
-}
-
-void TstTranslations::everyTextOfATerminalRunIsTranslated()
-{
-    QFETCH(Preparation, prepare);
-    QFETCH(QStringList, arguments);
-    QFETCH(QStringList, texts);
-    World world;
-    prepare(world);
-    const ProgramRun run = world.program.run(arguments + QStringList{world.url});
-    QVERIFY2(!run.crashed && !run.timedOut, describe(run));
-    const QString complaint =
-        textsComplaint(COMMAND_LINE + inContext("TavrinUpdateBusinessLogic", texts), world.program.recordedTexts());
-    QVERIFY2(complaint.isEmpty(), qUtf8Printable(complaint + describe(run)));
-}
-
-void TstTranslations::translatedTextIsShown()
-{
-    World world;
-    world.program.unset("TAVRIN");
-    const QString text = "\nTAVRIN environment variable is not set.\n";
-    compareRun(world.program.run({"-t"}), 1, QByteArray(), RecordingTranslator::answerTo(text).toUtf8() + "\n");
-}
 
 TAVRIN_TEST_MAIN(TstTranslations)
 

@@ -2,11 +2,9 @@
 // difference to a plain QTreeWidget that was filled row by row: items, labels, geometry, scroll position and scroll
 // bars are compared, at once and after the pending layouts.
 #include "fill_comparison.h"
-#include "message_guard.h"
-#include "test_main.h"
+#include "test.h"
 
 #include <QApplication>
-#include <QTest>
 
 Q_DECLARE_METATYPE(PatchList)
 
@@ -27,147 +25,125 @@ PatchList listOf(int count, Applied applied, bool longDescriptions)
 
 } // namespace
 
-class TstFill : public QObject
+class TstFill : public Test
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-    void treeIsThatOfThePlainLoop_data();
-    void treeIsThatOfThePlainLoop();
-    void scrolledTreeIsLaidOutLikeAPlainOne();
-    void refilledListIsLaidOutAndScrolledTooEarly_data();
-    void refilledListIsLaidOutAndScrolledTooEarly();
-
-private:
-    MessageGuard* guard = nullptr;
-};
-
-void TstFill::init()
-{
-    guard = new MessageGuard;
-}
-
-void TstFill::cleanup()
-{
-    const QString complaint = guard->complaint();
-    delete guard;
-    guard = nullptr;
-    QCOMPARE(complaint, QString());
-}
-
-void TstFill::treeIsThatOfThePlainLoop_data()
-{
-    QTest::addColumn<PatchList>("list");
-    QTest::addColumn<bool>("shown");
-    QTest::addColumn<int>("height");
-    const int usual = 800;
-    const auto row = [](const PatchList& list, bool shown, int height) {
-        const QByteArray name = describe(list) + (shown ? ", shown, " : ", not shown, ") + QByteArray::number(height);
-        QTest::newRow((name + " high").constData()) << list << shown << height;
-    };
-    // Up to 19: around the border at which the scroll bar shows, with either length of descriptions.
-    for (const int count : {0, 1, 2, 3, 8, 10, 12, 19, 40}) {
-        for (const Applied applied : {None, Some}) {
-            row(listOf(count, applied, false), true, usual);
-            row(listOf(count, applied, true), true, usual);
+    void treeIsThatOfThePlainLoop_data()
+    {
+        QTest::addColumn<PatchList>("list");
+        QTest::addColumn<bool>("shown");
+        QTest::addColumn<int>("height");
+        const int usual = 800;
+        const auto row = [](const PatchList& list, bool shown, int height) {
+            const QByteArray name =
+                describe(list) + (shown ? ", shown, " : ", not shown, ") + QByteArray::number(height);
+            QTest::newRow((name + " high").constData()) << list << shown << height;
+        };
+        // Up to 19: around the border at which the scroll bar shows, with either length of descriptions.
+        for (const int count : {0, 1, 2, 3, 8, 10, 12, 19, 40}) {
+            for (const Applied applied : {None, Some}) {
+                row(listOf(count, applied, false), true, usual);
+                row(listOf(count, applied, true), true, usual);
+            }
+            row(listOf(count, All, true), true, usual);
         }
-        row(listOf(count, All, true), true, usual);
+        // In a high window the scroll bar shows later, while the last rows go in.
+        for (const int count : {3, 5, 8, 11}) {
+            row(listOf(count, All, true), true, 1100);
+        }
+        for (const int count : {0, 1, 2, 9, 40}) {
+            row(listOf(count, Some, true), false, usual);
+        }
     }
-    // In a high window the scroll bar shows later, while the last rows go in.
-    for (const int count : {3, 5, 8, 11}) {
-        row(listOf(count, All, true), true, 1100);
-    }
-    for (const int count : {0, 1, 2, 9, 40}) {
-        row(listOf(count, Some, true), false, usual);
-    }
-}
 
-void TstFill::treeIsThatOfThePlainLoop()
-{
-    QFETCH(PatchList, list);
-    QFETCH(bool, shown);
-    QFETCH(int, height);
-    FillComparison windows(height);
-    windows.add(list);
-    windows.setVisible(shown);
-    QCoreApplication::processEvents();
+    void treeIsThatOfThePlainLoop()
+    {
+        QFETCH(PatchList, list);
+        QFETCH(bool, shown);
+        QFETCH(int, height);
+        FillComparison windows(height);
+        windows.add(list);
+        windows.setVisible(shown);
+        QCoreApplication::processEvents();
 
-    // The second and third list meet a tree and a scroll bar that were in use.
-    for (const int more : {0, 5, 0}) {
-        PatchList added = list;
-        added.count = more;
-        windows.add(added);
-        windows.scrollUpFromEnd(more);
-        windows.fill();
-        QCOMPARE(windows.difference(), QString());
-        if (more == 0) {
+        // The second and third list meet a tree and a scroll bar that were in use.
+        for (const int more : {0, 5, 0}) {
+            PatchList added = list;
+            added.count = more;
+            windows.add(added);
+            windows.scrollUpFromEnd(more);
+            windows.fill();
+            QCOMPARE(windows.difference(), QString());
+            if (more == 0) {
+                QCOMPARE(windows.differenceOfPlaces(), QString());
+            }
+            QCoreApplication::processEvents();
+            QCOMPARE(windows.difference(), QString());
             QCOMPARE(windows.differenceOfPlaces(), QString());
         }
+
+        windows.setVisible(true);
         QCoreApplication::processEvents();
         QCOMPARE(windows.difference(), QString());
         QCOMPARE(windows.differenceOfPlaces(), QString());
     }
 
-    windows.setVisible(true);
-    QCoreApplication::processEvents();
-    QCOMPARE(windows.difference(), QString());
-    QCOMPARE(windows.differenceOfPlaces(), QString());
-}
-void TstFill::scrolledTreeIsLaidOutLikeAPlainOne()
-{
-    FillComparison windows(800);
-    windows.setVisible(true);
-    windows.add({40, 0, Descriptions::Mixed});
-    windows.fill();
-    QCoreApplication::processEvents();
-    windows.scrollUpFromEnd(5);
-    QCOMPARE(windows.difference(), QString());
-    windows.resizeFirstColumn(200);
-    QCOMPARE(windows.difference(), QString());
-    for (const QSize size : {QSize(500, 800), QSize(900, 650), QSize(600, 1100)}) {
-        windows.resize(size.width(), size.height());
+    void scrolledTreeIsLaidOutLikeAPlainOne()
+    {
+        FillComparison windows(800);
+        windows.setVisible(true);
+        windows.add({40, 0, Descriptions::Mixed});
+        windows.fill();
+        QCoreApplication::processEvents();
+        windows.scrollUpFromEnd(5);
         QCOMPARE(windows.difference(), QString());
-        QCOMPARE(windows.differenceOfPlaces(), QString());
+        windows.resizeFirstColumn(200);
+        QCOMPARE(windows.difference(), QString());
+        for (const QSize size : {QSize(500, 800), QSize(900, 650), QSize(600, 1100)}) {
+            windows.resize(size.width(), size.height());
+            QCOMPARE(windows.difference(), QString());
+            QCOMPARE(windows.differenceOfPlaces(), QString());
+        }
     }
-}
 
-void TstFill::refilledListIsLaidOutAndScrolledTooEarly_data()
-{
-    QTest::addColumn<int>("height");
-    QTest::addColumn<PatchList>("former");
-    QTest::addColumn<int>("stepsFromEnd");
-    QTest::addColumn<bool>("viaEmptyTree");
-    QTest::addColumn<PatchList>("list");
-    const auto row = [](int height, const PatchList& former, int stepsFromEnd, bool viaEmptyTree,
-                        const PatchList& list) {
-        QTest::addRow("%s, %d up, then%s %s, %d high", describe(former).constData(), stepsFromEnd,
-                      viaEmptyTree ? " empty, then" : "", describe(list).constData(), height)
-            << height << former << stepsFromEnd << viaEmptyTree << list;
-    };
-    using Length = Descriptions;
-    row(700, {4, 4, Length::Mixed}, 0, false, {2, 2, Length::Mixed});
-    row(720, {3, 1, Length::Mixed}, 1, false, {2, 2, Length::Mixed});
-    row(940, {5, 5, Length::Mixed}, 4, false, {2, 2, Length::Short});
-    row(1060, {9, 0, Length::Short}, 0, false, {2, 2, Length::Mixed});
-    row(850, {8, 0, Length::Medium}, 6, true, {1, 1, Length::Short});
-    row(1100, {9, 9, Length::Short}, 0, false, {1, 1, Length::Mixed});
-    row(700, {30, 3, Length::Medium}, 2, false, {1, 1, Length::Short});
-}
+    void refilledListIsLaidOutAndScrolledTooEarly_data()
+    {
+        QTest::addColumn<int>("height");
+        QTest::addColumn<PatchList>("former");
+        QTest::addColumn<int>("stepsFromEnd");
+        QTest::addColumn<bool>("viaEmptyTree");
+        QTest::addColumn<PatchList>("list");
+        const auto row = [](int height, const PatchList& former, int stepsFromEnd, bool viaEmptyTree,
+                            const PatchList& list) {
+            QTest::addRow("%s, %d up, then%s %s, %d high", describe(former).constData(), stepsFromEnd,
+                          viaEmptyTree ? " empty, then" : "", describe(list).constData(), height)
+                << height << former << stepsFromEnd << viaEmptyTree << list;
+        };
+        using Length = Descriptions;
+        row(700, {4, 4, Length::Mixed}, 0, false, {2, 2, Length::Mixed});
+        row(720, {3, 1, Length::Mixed}, 1, false, {2, 2, Length::Mixed});
+        row(940, {5, 5, Length::Mixed}, 4, false, {2, 2, Length::Short});
+        row(1060, {9, 0, Length::Short}, 0, false, {2, 2, Length::Mixed});
+        row(850, {8, 0, Length::Medium}, 6, true, {1, 1, Length::Short});
+        row(1100, {9, 9, Length::Short}, 0, false, {1, 1, Length::Mixed});
+        row(700, {30, 3, Length::Medium}, 2, false, {1, 1, Length::Short});
+    }
 
-void TstFill::refilledListIsLaidOutAndScrolledTooEarly()
-{
-    QFETCH(int, height);
-    QFETCH(PatchList, former);
-    QFETCH(int, stepsFromEnd);
-    QFETCH(bool, viaEmptyTree);
-    QFETCH(PatchList, list);
-    FillComparison windows(height);
-    windows.setVisible(true);
-    QCoreApplication::processEvents();
-    QCOMPARE(windows.differenceOnRefill(former, stepsFromEnd, viaEmptyTree, list), QString());
-}
+    void refilledListIsLaidOutAndScrolledTooEarly()
+    {
+        QFETCH(int, height);
+        QFETCH(PatchList, former);
+        QFETCH(int, stepsFromEnd);
+        QFETCH(bool, viaEmptyTree);
+        QFETCH(PatchList, list);
+        FillComparison windows(height);
+        windows.setVisible(true);
+        QCoreApplication::processEvents();
+        QCOMPARE(windows.differenceOnRefill(former, stepsFromEnd, viaEmptyTree, list), QString());
+    }
+};
 
 TAVRIN_GUI_TEST_MAIN(TstFill)
 #include "tst_fill.moc"

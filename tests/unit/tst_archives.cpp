@@ -3,301 +3,259 @@
 // broken one is asked of bsdtar. How the tools are called and heard is the subject of tst_archive_tools.
 #include "archive_window.h"
 #include "helper_run.h"
-#include "message_guard.h"
+#include "test.h"
 #include "test_files.h"
-#include "test_main.h"
 
 #include <QDir>
-#include <QTest>
 
-#include <memory>
-
-class TstArchives : public QObject
+class TstArchives : public Test
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
-    void listFollowsThePatchesNotInstalled();
-    void listIsAppendedTo();
-    void listNamesTheInstallationWithoutAPatchesDirectory();
-    void listTakesNamesWhole();
-    void suffixMakesAnArchive_data();
-    void suffixMakesAnArchive();
-    void archiveIsExtracted_data();
-    void archiveIsExtracted();
-    void relativeMembersLandInTheWorkingDirectory();
-    void whatIsNoArchiveIsLeftAlone_data();
-    void whatIsNoArchiveIsLeftAlone();
-    void partsOfTheNameDecideOnDecompression_data();
-    void partsOfTheNameDecideOnDecompression();
-    void corruptedArchiveIsReported_data();
-    void corruptedArchiveIsReported();
-
-private:
-    std::unique_ptr<MessageGuard> guard;
-};
-
-void TstArchives::init()
-{
-    guard = std::make_unique<MessageGuard>();
-}
-
-void TstArchives::cleanup()
-{
-    const QString complaint = guard->complaint();
-    guard.reset();
-    QCOMPARE(complaint, QString());
-}
-
-void TstArchives::listFollowsThePatchesNotInstalled()
-{
-    ArchiveWindow window;
-    QCOMPARE(window.initialized, QString());
-    window.installation.withPatched("B").withFile("patches/unlisted.tar");
-    for (const char* name : {"C", "B", "A"}) {
-        window.logic.addPatchToList(name, name, false, QString(name) + ".tar.gz", "d");
+    void listFollowsThePatchesNotInstalled()
+    {
+        ArchiveWindow window;
+        QCOMPARE(window.initialized, QString());
+        window.installation.withPatched("B").withFile("patches/unlisted.tar");
+        for (const char* name : {"C", "B", "A"}) {
+            window.logic.addPatchToList(name, name, false, QString(name) + ".tar.gz", "d");
+        }
+        window.logic.determinePatchesApplied();
+        QList<QFileInfo> archives;
+        window.logic.buildPatchArchiveList(archives);
+        QCOMPARE(archives.size(), 2);
+        QCOMPARE(archives.at(0).absoluteFilePath(), window.archivePath("C.tar.gz"));
+        QCOMPARE(archives.at(1).absoluteFilePath(), window.archivePath("A.tar.gz"));
+        QCOMPARE(window.logic.getPatchName(), QString(" ")); // the walk ran to its end
     }
-    window.logic.determinePatchesApplied();
-    QList<QFileInfo> archives;
-    window.logic.buildPatchArchiveList(archives);
-    QCOMPARE(archives.size(), 2);
-    QCOMPARE(archives.at(0).absoluteFilePath(), window.archivePath("C.tar.gz"));
-    QCOMPARE(archives.at(1).absoluteFilePath(), window.archivePath("A.tar.gz"));
-    QCOMPARE(window.logic.getPatchName(), QString(" ")); // the walk ran to its end
-}
 
-void TstArchives::listIsAppendedTo()
-{
-    ArchiveWindow window;
-    window.logic.addPatchToList("A", "A", false, "A.tar", "d");
-    QList<QFileInfo> archives{QFileInfo("/tmp/other.tar")};
-    window.logic.buildPatchArchiveList(archives);
-    window.logic.buildPatchArchiveList(archives);
-    QCOMPARE(archives.size(), 3);
-    QCOMPARE(archives.at(0).absoluteFilePath(), QString("/tmp/other.tar"));
-    QCOMPARE(archives.at(1).absoluteFilePath(), window.archivePath("A.tar"));
-    QCOMPARE(archives.at(2).absoluteFilePath(), window.archivePath("A.tar"));
-}
-
-void TstArchives::listNamesTheInstallationWithoutAPatchesDirectory()
-{
-    ArchiveWindow window;
-    window.installation.without("patches");
-    window.logic.addPatchToList("A", "A", false, "A.tar", "d");
-    QList<QFileInfo> archives;
-    window.logic.buildPatchArchiveList(archives);
-    QCOMPARE(archives.size(), 1);
-    QCOMPARE(archives.first().absoluteFilePath(), window.installation.path("A.tar"));
-}
-
-void TstArchives::listTakesNamesWhole()
-{
-    ArchiveWindow window;
-    window.logic.addPatchToList("A", "A", false, "sub/A%201.tar", "d");
-    QList<QFileInfo> archives;
-    window.logic.buildPatchArchiveList(archives);
-    QCOMPARE(archives.size(), 1);
-    QCOMPARE(archives.first().absoluteFilePath(), window.archivePath("sub/A%201.tar"));
-}
-
-void TstArchives::suffixMakesAnArchive_data()
-{
-    QTest::addColumn<bool>("archive");
-    for (const char* name : {"p1.tar", "p1.tar.gz", "p1.gz", "p1.gzip", "p1.tar.gzip", "p1.bz2", "p1.tar.bz2", "p1.Z",
-                             "p1.tar.Z", ".tar", ".gz", "p 1.tar", "p1.zip.tar"}) {
-        QTest::newRow(name) << true;
+    void listIsAppendedTo()
+    {
+        ArchiveWindow window;
+        window.logic.addPatchToList("A", "A", false, "A.tar", "d");
+        QList<QFileInfo> archives{QFileInfo("/tmp/other.tar")};
+        window.logic.buildPatchArchiveList(archives);
+        window.logic.buildPatchArchiveList(archives);
+        QCOMPARE(archives.size(), 3);
+        QCOMPARE(archives.at(0).absoluteFilePath(), QString("/tmp/other.tar"));
+        QCOMPARE(archives.at(1).absoluteFilePath(), window.archivePath("A.tar"));
+        QCOMPARE(archives.at(2).absoluteFilePath(), window.archivePath("A.tar"));
     }
-    for (const char* name : {"p1.TAR", "p1.tar.GZ", "p1.Gz", "p1.BZ2", "p1.z", "p1.tgz", "p1.zip", "p1.tbz2", "p1.xz",
-                             "p1.tar.xz", "p1tar", "tar", "p1.tar.", "p1.tar ", "p1", ""}) {
-        QTest::newRow(name) << false;
+
+    void listNamesTheInstallationWithoutAPatchesDirectory()
+    {
+        ArchiveWindow window;
+        window.installation.without("patches");
+        window.logic.addPatchToList("A", "A", false, "A.tar", "d");
+        QList<QFileInfo> archives;
+        window.logic.buildPatchArchiveList(archives);
+        QCOMPARE(archives.size(), 1);
+        QCOMPARE(archives.first().absoluteFilePath(), window.installation.path("A.tar"));
     }
-}
 
-void TstArchives::suffixMakesAnArchive()
-{
-    const ArchiveWindow window;
-    QTEST(window.logic.isArchive(QTest::currentDataTag()), "archive");
-}
-
-void TstArchives::archiveIsExtracted_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QStringList>("compression");
-    QTest::addColumn<QString>("left"); // in the patches directory, and what the archive names afterwards
-    QTest::newRow("plain") << "p1.tar" << QStringList() << "p1.tar";
-    QTest::newRow("gzip") << "p1.tar.gz" << QStringList{"-z"} << "p1.tar";
-    QTest::newRow("compress") << "p1.tar.Z" << QStringList{"-Z"} << "p1.tar";
-    QTest::newRow("bzip2 is read by the archiver") << "p1.tar.bz2" << QStringList{"-j"} << "p1.tar.bz2";
-    QTest::newRow("gzip in two parts") << "p1.gz" << QStringList{"-z"} << "p1.gz";
-    QTest::newRow("compress in two parts") << "p1.Z" << QStringList{"-Z"} << "p1.Z";
-    QTest::newRow("bzip2 in two parts") << "p1.bz2" << QStringList{"-j"} << "p1.bz2";
-    QTest::newRow("suffix unknown to gunzip") << "p1.tar.gzip" << QStringList{"-z"} << "p1.tar.gzip";
-    QTest::newRow("dots in the name of a plain one") << "p1-5.9.tar" << QStringList() << "p1-5.9.tar";
-    QTest::newRow("dots in the name of a compressed one") << "p1-5.9.2.tar.gz" << QStringList{"-z"} << "p1-5.9.2.tar";
-    QTest::newRow("three parts without tar") << "p1.5.gz" << QStringList{"-z"} << "p1.5";
-    QTest::newRow("blanks") << "p 1 b.tar.gz" << QStringList{"-z"} << "p 1 b.tar";
-    QTest::newRow("beyond ASCII") << QString::fromUtf8("p\xc3\xa9\xe2\x82\xac.tar.gz") << QStringList{"-z"}
-                                  << QString::fromUtf8("p\xc3\xa9\xe2\x82\xac.tar");
-    QTest::newRow("quotes and dollars") << "p'1\"$HOME;.tar.gz" << QStringList{"-z"} << "p'1\"$HOME;.tar";
-    QTest::newRow("compressed but not called so") << "p1.tar" << QStringList{"-z"} << "p1.tar";
-    QTest::newRow("called compressed but not so") << "p1.tar.gz" << QStringList() << "p1.tar.gz";
-}
-
-void TstArchives::archiveIsExtracted()
-{
-    QFETCH(QString, name);
-    QFETCH(QStringList, compression);
-    QFETCH(QString, left);
-    ArchiveWindow window;
-    window.pack(name, {"lib/one.txt", "patched/P1"}, compression);
-    QFileInfo archive(window.archivePath(name));
-    QCOMPARE(window.logic.unpackArchive(archive), QString());
-    QCOMPARE(archive.absoluteFilePath(), window.archivePath(left));
-    QCOMPARE(QDir(window.installation.path("patches")).entryList(QDir::Files), QStringList{left});
-    QCOMPARE(contentOf(window.installation.path("lib/one.txt")), QByteArray("content of lib/one.txt\n"));
-    QCOMPARE(contentOf(window.installation.path("patched/P1")), QByteArray("content of patched/P1\n"));
-    QCOMPARE(window.shown(), QStringList{"x /opt/tavrin/5.9/lib/one.txt\nx /opt/tavrin/5.9/patched/P1\n"});
-}
-
-void TstArchives::relativeMembersLandInTheWorkingDirectory()
-{
-    ArchiveWindow window;
-    const QTemporaryDir elsewhere;
-    const QString before = QDir::currentPath();
-    QVERIFY(QDir::setCurrent(elsewhere.path()));
-    writeTestFile("member.txt", "text");
-    requireHelper("bsdtar", {"-cf", window.archivePath("p1.tar"), "member.txt"});
-    QVERIFY(QFile::remove("member.txt"));
-    QFileInfo archive(window.archivePath("p1.tar"));
-    const QString failure = window.logic.unpackArchive(archive);
-    QVERIFY(QDir::setCurrent(before));
-    QCOMPARE(failure, QString());
-    QCOMPARE(contentOf(elsewhere.filePath("member.txt")), QByteArray("text"));
-    QVERIFY(!QFileInfo::exists(window.archivePath("member.txt")));
-}
-
-void TstArchives::whatIsNoArchiveIsLeftAlone_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<bool>("present");
-    QTest::newRow("missing") << "p1.tar.gz" << false;
-    QTest::newRow("missing below a missing directory") << "sub/p1.tar.gz" << false;
-    QTest::newRow("directory") << "p1.tar.gz/" << true;
-    QTest::newRow("tgz") << "p1.tgz" << true;
-    QTest::newRow("zip") << "p1.zip" << true;
-    QTest::newRow("upper case") << "p1.TAR" << true;
-    QTest::newRow("no suffix") << "p1" << true;
-}
-
-void TstArchives::whatIsNoArchiveIsLeftAlone()
-{
-    QFETCH(QString, name);
-    QFETCH(bool, present);
-    ArchiveWindow window(ArchiveWindow::verboseOptions());
-    window.recordArchiver();
-    window.recordDecompressor();
-    if (name.endsWith('/')) {
-        name.chop(1);
-        QVERIFY(QDir().mkdir(window.archivePath(name)));
-    } else if (present) {
-        window.installation.withFile("patches/" + name, "text");
+    void listTakesNamesWhole()
+    {
+        ArchiveWindow window;
+        window.logic.addPatchToList("A", "A", false, "sub/A%201.tar", "d");
+        QList<QFileInfo> archives;
+        window.logic.buildPatchArchiveList(archives);
+        QCOMPARE(archives.size(), 1);
+        QCOMPARE(archives.first().absoluteFilePath(), window.archivePath("sub/A%201.tar"));
     }
-    const QStringList before = window.installation.tree();
-    QFileInfo archive(window.archivePath(name));
-    QCOMPARE(window.logic.unpackArchive(archive), QString());
-    QCOMPARE(archive.absoluteFilePath(), window.archivePath(name));
-    QCOMPARE(window.tools.callLines(), QStringList());
-    QCOMPARE(window.shown(), QStringList());
-    QCOMPARE(window.installation.tree(), before);
-}
 
-void TstArchives::partsOfTheNameDecideOnDecompression_data()
-{
-    QTest::addColumn<bool>("decompressed");
-    for (const char* name :
-         {"p1.tar", "p1.gz", "p1.Z", "p1.bz2", "p1.gzip", "p1-5.9.tar", "a.b.c.tar", ".gz", ".tar"}) {
-        QTest::newRow(name) << false;
-    }
-    for (const char* name : {"p1.tar.gz", "p1.tar.Z", "p1.tar.bz2", "p1.tar.gzip", "p1.5.gz", "a.b.c.gz", "p1..gz",
-                             ".p1.gz", "..gz", "p1.5.TAR", "p1.5.zip"}) {
-        QTest::newRow(name) << true;
-    }
-}
-
-void TstArchives::partsOfTheNameDecideOnDecompression()
-{
-    QFETCH(bool, decompressed);
-    ArchiveWindow window;
-    window.recordArchiver();
-    window.recordDecompressor();
-    const QString name = QTest::currentDataTag();
-    window.installation.withFile("patches/" + name, "text");
-    QFileInfo archive(window.archivePath(name));
-    QCOMPARE(window.logic.decompress(archive), QString()); // whether it is an archive was asked before
-    QStringList expected;
-    if (decompressed) {
-        expected << "gunzip|" + window.archivePath(name);
-    }
-    expected << "bsdtar|-xvPf|" + window.archivePath(name);
-    QCOMPARE(window.tools.callLines(), expected);
-}
-
-void TstArchives::corruptedArchiveIsReported_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QStringList>("compression");
-    QTest::addColumn<QString>("where");
-    QTest::addColumn<QString>("left"); // in the patches directory, and what the archive names afterwards
-    QTest::addColumn<bool>("isFailure");
-    const QList<QPair<QString, QStringList>> kinds{
-        {"p1.tar", {}}, {"p1.tar.gz", {"-z"}}, {"p1.tar.bz2", {"-j"}}, {"p1.tar.Z", {"-Z"}}, {"p1.gz", {"-z"}}};
-    for (const auto& kind : kinds) {
-        for (const QString where : {"head", "middle", "end"}) {
-            // The archive tool skips a broken header in its listing and is content; and a file made by compress has no
-            // end of its own, so gunzip makes of a short one a short archive.
-            const bool isFailure = kind.first != "p1.tar" || where != "middle";
-            const bool isDecompressed = kind.first == "p1.tar.Z" && where == "end";
-            QTest::newRow(qPrintable(kind.first + ", " + where))
-                << kind.first << kind.second << where << (isDecompressed ? "p1.tar" : kind.first) << isFailure;
+    void suffixMakesAnArchive_data()
+    {
+        const Rows<bool> row("archive");
+        for (const char* name : {"p1.tar", "p1.tar.gz", "p1.gz", "p1.gzip", "p1.tar.gzip", "p1.bz2", "p1.tar.bz2",
+                                 "p1.Z", "p1.tar.Z", ".tar", ".gz", "p 1.tar", "p1.zip.tar"}) {
+            row(name, true);
+        }
+        for (const char* name : {"p1.TAR", "p1.tar.GZ", "p1.Gz", "p1.BZ2", "p1.z", "p1.tgz", "p1.zip", "p1.tbz2",
+                                 "p1.xz", "p1.tar.xz", "p1tar", "tar", "p1.tar.", "p1.tar ", "p1", ""}) {
+            row(name, false);
         }
     }
-}
 
-void TstArchives::corruptedArchiveIsReported()
-{
-    QFETCH(QString, name);
-    QFETCH(QStringList, compression);
-    QFETCH(QString, where);
-    QFETCH(QString, left);
-    QFETCH(bool, isFailure);
-    ArchiveWindow window;
-    window.pack(name, {"lib/one.txt", "lib/two.txt", "lib/three.txt"}, compression);
-    QByteArray bytes = contentOf(window.archivePath(name));
-    if (where == "head") {
-        bytes.replace(0, 64, QByteArray(64, '\xff'));
-    } else if (where == "middle") {
-        // Of a plain archive the second header, of a compressed one what stands in its midst.
-        const int position = compression.isEmpty() ? 1024 : bytes.size() / 2;
-        bytes.replace(position, 16, QByteArray(16, '\xff'));
-    } else {
-        bytes.truncate(compression.isEmpty() ? 2048 + 100 : bytes.size() - 20);
+    void suffixMakesAnArchive()
+    {
+        const ArchiveWindow window;
+        QTEST(window.logic.isArchive(QTest::currentDataTag()), "archive");
     }
-    writeTestFile(window.archivePath(name), bytes);
 
-    QFileInfo archive(window.archivePath(name));
-    const QString failure = window.logic.unpackArchive(archive);
-    QCOMPARE(archive.absoluteFilePath(), window.archivePath(left));
-    QCOMPARE(QDir(window.installation.path("patches")).entryList(QDir::Files), QStringList{left});
-    const HelperRun run = runHelper(window.installation.path("bin/bsdtar"), {"-xvPf", window.archivePath(left)});
-    const QString said = run.errors;
-    QVERIFY2(said.contains("bsdtar: "), qPrintable(said));
-    QCOMPARE(run.status, isFailure ? 1 : 0);
-    QCOMPARE(failure, isFailure ? said : QString());
-    QCOMPARE(window.shown(), isFailure ? QStringList() : QStringList{said});
-}
+    void archiveIsExtracted_data()
+    {
+        // left: in the patches directory, and what the archive names afterwards
+        const Rows<QString, QStringList, QString> row("name", "compression", "left");
+        row("plain", "p1.tar", {}, "p1.tar");
+        row("gzip", "p1.tar.gz", {"-z"}, "p1.tar");
+        row("compress", "p1.tar.Z", {"-Z"}, "p1.tar");
+        row("bzip2 is read by the archiver", "p1.tar.bz2", {"-j"}, "p1.tar.bz2");
+        row("gzip in two parts", "p1.gz", {"-z"}, "p1.gz");
+        row("compress in two parts", "p1.Z", {"-Z"}, "p1.Z");
+        row("bzip2 in two parts", "p1.bz2", {"-j"}, "p1.bz2");
+        row("suffix unknown to gunzip", "p1.tar.gzip", {"-z"}, "p1.tar.gzip");
+        row("dots in the name of a plain one", "p1-5.9.tar", {}, "p1-5.9.tar");
+        row("dots in the name of a compressed one", "p1-5.9.2.tar.gz", {"-z"}, "p1-5.9.2.tar");
+        row("three parts without tar", "p1.5.gz", {"-z"}, "p1.5");
+        row("blanks", "p 1 b.tar.gz", {"-z"}, "p 1 b.tar");
+        row("beyond ASCII", QString::fromUtf8("p\xc3\xa9\xe2\x82\xac.tar.gz"), {"-z"},
+            QString::fromUtf8("p\xc3\xa9\xe2\x82\xac.tar"));
+        row("quotes and dollars", "p'1\"$HOME;.tar.gz", {"-z"}, "p'1\"$HOME;.tar");
+        row("compressed but not called so", "p1.tar", {"-z"}, "p1.tar");
+        row("called compressed but not so", "p1.tar.gz", {}, "p1.tar.gz");
+    }
+
+    void archiveIsExtracted()
+    {
+        QFETCH(QString, name);
+        QFETCH(QStringList, compression);
+        QFETCH(QString, left);
+        ArchiveWindow window;
+        window.pack(name, {"lib/one.txt", "patched/P1"}, compression);
+        QFileInfo archive(window.archivePath(name));
+        QCOMPARE(window.logic.unpackArchive(archive), QString());
+        QCOMPARE(archive.absoluteFilePath(), window.archivePath(left));
+        QCOMPARE(QDir(window.installation.path("patches")).entryList(QDir::Files), QStringList{left});
+        QCOMPARE(contentOf(window.installation.path("lib/one.txt")), QByteArray("content of lib/one.txt\n"));
+        QCOMPARE(contentOf(window.installation.path("patched/P1")), QByteArray("content of patched/P1\n"));
+        QCOMPARE(window.shown(), QStringList{"x /opt/tavrin/5.9/lib/one.txt\nx /opt/tavrin/5.9/patched/P1\n"});
+    }
+
+    void relativeMembersLandInTheWorkingDirectory()
+    {
+        ArchiveWindow window;
+        const QTemporaryDir elsewhere;
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(elsewhere.path()));
+        writeTestFile("member.txt", "text");
+        requireHelper("bsdtar", {"-cf", window.archivePath("p1.tar"), "member.txt"});
+        QVERIFY(QFile::remove("member.txt"));
+        QFileInfo archive(window.archivePath("p1.tar"));
+        const QString failure = window.logic.unpackArchive(archive);
+        QVERIFY(QDir::setCurrent(before));
+        QCOMPARE(failure, QString());
+        QCOMPARE(contentOf(elsewhere.filePath("member.txt")), QByteArray("text"));
+        QVERIFY(!QFileInfo::exists(window.archivePath("member.txt")));
+    }
+
+    void whatIsNoArchiveIsLeftAlone_data()
+    {
+        const Rows<QString, bool> row("name", "present");
+        row("missing", "p1.tar.gz", false);
+        row("missing below a missing directory", "sub/p1.tar.gz", false);
+        row("directory", "p1.tar.gz/", true);
+        row("tgz", "p1.tgz", true);
+        row("zip", "p1.zip", true);
+        row("upper case", "p1.TAR", true);
+        row("no suffix", "p1", true);
+    }
+
+    void whatIsNoArchiveIsLeftAlone()
+    {
+        QFETCH(QString, name);
+        QFETCH(bool, present);
+        ArchiveWindow window(ArchiveWindow::verboseOptions());
+        window.recordArchiver();
+        window.recordDecompressor();
+        if (name.endsWith('/')) {
+            name.chop(1);
+            QVERIFY(QDir().mkdir(window.archivePath(name)));
+        } else if (present) {
+            window.installation.withFile("patches/" + name, "text");
+        }
+        const QStringList before = window.installation.tree();
+        QFileInfo archive(window.archivePath(name));
+        QCOMPARE(window.logic.unpackArchive(archive), QString());
+        QCOMPARE(archive.absoluteFilePath(), window.archivePath(name));
+        QCOMPARE(window.tools.callLines(), QStringList());
+        QCOMPARE(window.shown(), QStringList());
+        QCOMPARE(window.installation.tree(), before);
+    }
+
+    void partsOfTheNameDecideOnDecompression_data()
+    {
+        const Rows<bool> row("decompressed");
+        for (const char* name :
+             {"p1.tar", "p1.gz", "p1.Z", "p1.bz2", "p1.gzip", "p1-5.9.tar", "a.b.c.tar", ".gz", ".tar"}) {
+            row(name, false);
+        }
+        for (const char* name : {"p1.tar.gz", "p1.tar.Z", "p1.tar.bz2", "p1.tar.gzip", "p1.5.gz", "a.b.c.gz", "p1..gz",
+                                 ".p1.gz", "..gz", "p1.5.TAR", "p1.5.zip"}) {
+            row(name, true);
+        }
+    }
+
+    void partsOfTheNameDecideOnDecompression()
+    {
+        QFETCH(bool, decompressed);
+        ArchiveWindow window;
+        window.recordArchiver();
+        window.recordDecompressor();
+        const QString name = QTest::currentDataTag();
+        window.installation.withFile("patches/" + name, "text");
+        QFileInfo archive(window.archivePath(name));
+        QCOMPARE(window.logic.decompress(archive), QString()); // whether it is an archive was asked before
+        QStringList expected;
+        if (decompressed) {
+            expected << "gunzip|" + window.archivePath(name);
+        }
+        expected << "bsdtar|-xvPf|" + window.archivePath(name);
+        QCOMPARE(window.tools.callLines(), expected);
+    }
+
+    void corruptedArchiveIsReported_data()
+    {
+        // left: in the patches directory, and what the archive names afterwards
+        const Rows<QString, QStringList, QString, QString, bool> row("name", "compression", "where", "left",
+                                                                     "isFailure");
+        const QList<QPair<QString, QStringList>> kinds{
+            {"p1.tar", {}}, {"p1.tar.gz", {"-z"}}, {"p1.tar.bz2", {"-j"}}, {"p1.tar.Z", {"-Z"}}, {"p1.gz", {"-z"}}};
+        for (const auto& kind : kinds) {
+            for (const QString where : {"head", "middle", "end"}) {
+                // The archive tool skips a broken header in its listing and is content; and a file made by compress has
+                // no end of its own, so gunzip makes of a short one a short archive.
+                const bool isFailure = kind.first != "p1.tar" || where != "middle";
+                const bool isDecompressed = kind.first == "p1.tar.Z" && where == "end";
+                row(qPrintable(kind.first + ", " + where), kind.first, kind.second, where,
+                    (isDecompressed ? "p1.tar" : kind.first), isFailure);
+            }
+        }
+    }
+
+    void corruptedArchiveIsReported()
+    {
+        QFETCH(QString, name);
+        QFETCH(QStringList, compression);
+        QFETCH(QString, where);
+        QFETCH(QString, left);
+        QFETCH(bool, isFailure);
+        ArchiveWindow window;
+        window.pack(name, {"lib/one.txt", "lib/two.txt", "lib/three.txt"}, compression);
+        QByteArray bytes = contentOf(window.archivePath(name));
+        if (where == "head") {
+            bytes.replace(0, 64, QByteArray(64, '\xff'));
+        } else if (where == "middle") {
+            // Of a plain archive the second header, of a compressed one what stands in its midst.
+            const int position = compression.isEmpty() ? 1024 : bytes.size() / 2;
+            bytes.replace(position, 16, QByteArray(16, '\xff'));
+        } else {
+            bytes.truncate(compression.isEmpty() ? 2048 + 100 : bytes.size() - 20);
+        }
+        writeTestFile(window.archivePath(name), bytes);
+
+        QFileInfo archive(window.archivePath(name));
+        const QString failure = window.logic.unpackArchive(archive);
+        QCOMPARE(archive.absoluteFilePath(), window.archivePath(left));
+        QCOMPARE(QDir(window.installation.path("patches")).entryList(QDir::Files), QStringList{left});
+        const HelperRun run = runHelper(window.installation.path("bin/bsdtar"), {"-xvPf", window.archivePath(left)});
+        const QString said = run.errors;
+        QVERIFY2(said.contains("bsdtar: "), qPrintable(said));
+        QCOMPARE(run.status, isFailure ? 1 : 0);
+        QCOMPARE(failure, isFailure ? said : QString());
+        QCOMPARE(window.shown(), isFailure ? QStringList() : QStringList{said});
+    }
+};
 
 TAVRIN_TEST_MAIN(TstArchives)
 #include "tst_archives.moc"

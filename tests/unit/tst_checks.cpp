@@ -1,14 +1,10 @@
 // The checks of the installation in window mode, where none of them ends the process: what is reported, what is
 // returned, and what the object knows afterwards. What a terminal run prints is the subject of tst_environment.
-#include "message_guard.h"
-#include "test_main.h"
+#include "test.h"
 #include "test_paths.h"
 #include "window_logic.h"
 
 #include <QSignalSpy>
-#include <QTest>
-
-#include <memory>
 
 namespace {
 
@@ -32,147 +28,123 @@ const QString NO_SUCH_OVERRIDE =
 
 } // namespace
 
-class TstChecks : public QObject
+class TstChecks : public Test
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void missingOverrideIsReportedAndItsDirectoryChecked()
+    {
+        WindowLogic window(optionsFor("5.8", true));
+        QCOMPARE(window.events, QStringList{NO_SUCH_OVERRIDE});
+        QCOMPARE(window.initialized, QString("To apply patches you must have write access to the TAVRIN directories\n"
+                                             "(/opt/tavrin/5.8\n"
+                                             "/opt/tavrin/5.8/patched\n"
+                                             "/opt/tavrin/5.8/patches\n"
+                                             "/opt/tavrin/5.8/bin\n"
+                                             "/opt/tavrin/5.8/data\n"
+                                             "/opt/tavrin/5.8/data/pf\n"
+                                             "/opt/tavrin/5.8/include\n"
+                                             "/opt/tavrin/5.8/lib\n"
+                                             "/opt/tavrin/5.8/man\n"
+                                             "/opt/tavrin/5.8/man/man1)\n"));
+        QCOMPARE(window.logic.getTavrinRelease(), QString("5.9"));
+        QCOMPARE(window.logic.getReleaseOverriddenWarning(), QString());
+        QVERIFY(!window.logic.showProposed());
+        QVERIFY(window.logic.getHeaderLine().startsWith("tavrin_update Tavrin Release 5.9 "));
+    }
 
-    void missingOverrideIsReportedAndItsDirectoryChecked();
-    void missingOverrideKeepsTheReleaseAndItsUrl();
-    void overrideTurnsTheRunIntoAListing();
-    void redundantOverrideIsNone();
-    void invalidUrlIsReportedAndTheDefaultStays();
-    void objectWithAFailedCheckKnowsWhatCameBefore();
+    void missingOverrideKeepsTheReleaseAndItsUrl()
+    {
+        WindowLogic window(optionsFor("5.8", false));
+        QCOMPARE(window.events, QStringList{NO_SUCH_OVERRIDE});
+        QCOMPARE(window.initialized, QString());
+        QCOMPARE(window.logic.getTavrinRelease(), QString("5.9"));
+        QCOMPARE(window.logic.getDefaultUrlString(), defaultUrlOf("5.9"));
+        QCOMPARE(window.logic.getCurrentUrlString(), defaultUrlOf("5.9"));
+        QCOMPARE(window.logic.getReleaseOverriddenWarning(), QString());
 
-private:
-    std::unique_ptr<MessageGuard> guard;
+        // The directory in use is the missing one all the same.
+        window.installation.withPatched("P1");
+        window.logic.addPatchToList("P1", "P1 1 May 2020", false, "P1.tar", "Mends P1");
+        window.logic.determinePatchesApplied();
+        QCOMPARE(window.appliedMarks(), QString("N"));
+    }
+
+    void overrideTurnsTheRunIntoAListing()
+    {
+        FakeInstallation overriding("5.8");
+        overriding.withPatched("P1").without("lib"); // nothing is to be applied, so nothing need be writable
+        WindowLogic window(optionsFor("5.8", true));
+        QCOMPARE(window.initialized, QString());
+        QCOMPARE(window.events, QStringList()); // the warning is shown when patches are to be applied
+        QCOMPARE(window.logic.getReleaseOverriddenWarning(),
+                 QString("*** WARNING: Your environment is for Tavrin release '5.9',\n"
+                         "but you are running tavrin_update with a release override of '5.8'.\n"
+                         "Patches will be listed but not applied."));
+        QVERIFY(window.logic.showProposed());
+        QCOMPARE(window.logic.getTavrinRelease(), QString("5.8"));
+        QCOMPARE(window.logic.getCurrentUrlString(), defaultUrlOf("5.8"));
+        QVERIFY(!window.logic.urlIsOverridden());
+        window.logic.addPatchToList("P1", "P1 1 May 2020", false, "P1.tar", "Mends P1");
+        window.logic.determinePatchesApplied();
+        QCOMPARE(window.appliedMarks(), QString("Y"));
+    }
+
+    void redundantOverrideIsNone()
+    {
+        WindowLogic window(optionsFor("5.9", true));
+        QCOMPARE(window.initialized, QString());
+        QCOMPARE(window.events, QStringList());
+        QCOMPARE(window.logic.getReleaseOverriddenWarning(), QString());
+        QVERIFY(!window.logic.showProposed());
+    }
+
+    void invalidUrlIsReportedAndTheDefaultStays()
+    {
+        Options options = optionsFor(QString(), true);
+        options.url = "http://[/";
+        WindowLogic window(options);
+        QCOMPARE(window.events.size(), 1);
+        QVERIFY2(window.events.first().startsWith("fail:Url 'http://[/' is invalid.\n"),
+                 qPrintable(window.events.first()));
+        QCOMPARE(window.initialized, QString());
+        QCOMPARE(window.logic.getCurrentUrlString(), defaultUrlOf("5.9"));
+        QVERIFY(!window.logic.urlIsOverridden());
+
+        // The run went on to its end: an answer to a request is heard.
+        const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
+        QSignalSpy ready(&window.logic, SIGNAL(patchListReady()));
+        QCOMPARE(window.logic.setUrl(source.url()), QString());
+        QCoreApplication::processEvents(); // a local file is read at once
+        QCOMPARE(ready.count(), 1);
+        QCOMPARE(window.appliedMarks(), QString("N"));
+    }
+
+    void objectWithAFailedCheckKnowsWhatCameBefore()
+    {
+        FakeInstallation installation("6.0");
+        installation.without("man/man1");
+        qputenv("TAVRIN", installation.path().toUtf8());
+        TavrinUpdateBusinessLogic logic("tavrin_update");
+        QCOMPARE(logic.initialize(optionsFor(QString(), true)),
+                 QString("To apply patches you must have write access to the TAVRIN directories\n"
+                         "(/opt/tavrin/6.0/man/man1)\n"));
+        QCOMPARE(logic.getTavrinRelease(), QString("6.0"));
+        QCOMPARE(logic.getDefaultUrlString(), PATCH_URL);
+        QCOMPARE(logic.getCurrentUrlString(), QString());
+
+        // Nobody listens to the network yet: a request leads nowhere, and nothing fails.
+        const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
+        QSignalSpy ready(&logic, SIGNAL(patchListReady()));
+        QSignalSpy failed(&logic, SIGNAL(processFailed(QString)));
+        QSignalSpy progress(&logic, SIGNAL(appendProgress(QString)));
+        QCOMPARE(logic.setUrl(source.url()), QString());
+        QCoreApplication::processEvents();
+        QCOMPARE(ready.count() + failed.count() + progress.count(), 0);
+        QCOMPARE(logic.getPatchCount(), 0);
+    }
 };
-
-void TstChecks::init()
-{
-    guard = std::make_unique<MessageGuard>();
-}
-
-void TstChecks::cleanup()
-{
-    const QString complaint = guard->complaint();
-    guard.reset();
-    QCOMPARE(complaint, QString());
-}
-
-void TstChecks::missingOverrideIsReportedAndItsDirectoryChecked()
-{
-    WindowLogic window(optionsFor("5.8", true));
-    QCOMPARE(window.events, QStringList{NO_SUCH_OVERRIDE});
-    QCOMPARE(window.initialized, QString("To apply patches you must have write access to the TAVRIN directories\n"
-                                         "(/opt/tavrin/5.8\n"
-                                         "/opt/tavrin/5.8/patched\n"
-                                         "/opt/tavrin/5.8/patches\n"
-                                         "/opt/tavrin/5.8/bin\n"
-                                         "/opt/tavrin/5.8/data\n"
-                                         "/opt/tavrin/5.8/data/pf\n"
-                                         "/opt/tavrin/5.8/include\n"
-                                         "/opt/tavrin/5.8/lib\n"
-                                         "/opt/tavrin/5.8/man\n"
-                                         "/opt/tavrin/5.8/man/man1)\n"));
-    QCOMPARE(window.logic.getTavrinRelease(), QString("5.9"));
-    QCOMPARE(window.logic.getReleaseOverriddenWarning(), QString());
-    QVERIFY(!window.logic.showProposed());
-    QVERIFY(window.logic.getHeaderLine().startsWith("tavrin_update Tavrin Release 5.9 "));
-}
-
-void TstChecks::missingOverrideKeepsTheReleaseAndItsUrl()
-{
-    WindowLogic window(optionsFor("5.8", false));
-    QCOMPARE(window.events, QStringList{NO_SUCH_OVERRIDE});
-    QCOMPARE(window.initialized, QString());
-    QCOMPARE(window.logic.getTavrinRelease(), QString("5.9"));
-    QCOMPARE(window.logic.getDefaultUrlString(), defaultUrlOf("5.9"));
-    QCOMPARE(window.logic.getCurrentUrlString(), defaultUrlOf("5.9"));
-    QCOMPARE(window.logic.getReleaseOverriddenWarning(), QString());
-
-    // The directory in use is the missing one all the same.
-    window.installation.withPatched("P1");
-    window.logic.addPatchToList("P1", "P1 1 May 2020", false, "P1.tar", "Mends P1");
-    window.logic.determinePatchesApplied();
-    QCOMPARE(window.appliedMarks(), QString("N"));
-}
-
-void TstChecks::overrideTurnsTheRunIntoAListing()
-{
-    FakeInstallation overriding("5.8");
-    overriding.withPatched("P1").without("lib"); // nothing is to be applied, so nothing need be writable
-    WindowLogic window(optionsFor("5.8", true));
-    QCOMPARE(window.initialized, QString());
-    QCOMPARE(window.events, QStringList()); // the warning is shown when patches are to be applied
-    QCOMPARE(window.logic.getReleaseOverriddenWarning(),
-             QString("*** WARNING: Your environment is for Tavrin release '5.9',\n"
-                     "but you are running tavrin_update with a release override of '5.8'.\n"
-                     "Patches will be listed but not applied."));
-    QVERIFY(window.logic.showProposed());
-    QCOMPARE(window.logic.getTavrinRelease(), QString("5.8"));
-    QCOMPARE(window.logic.getCurrentUrlString(), defaultUrlOf("5.8"));
-    QVERIFY(!window.logic.urlIsOverridden());
-    window.logic.addPatchToList("P1", "P1 1 May 2020", false, "P1.tar", "Mends P1");
-    window.logic.determinePatchesApplied();
-    QCOMPARE(window.appliedMarks(), QString("Y"));
-}
-
-void TstChecks::redundantOverrideIsNone()
-{
-    WindowLogic window(optionsFor("5.9", true));
-    QCOMPARE(window.initialized, QString());
-    QCOMPARE(window.events, QStringList());
-    QCOMPARE(window.logic.getReleaseOverriddenWarning(), QString());
-    QVERIFY(!window.logic.showProposed());
-}
-
-void TstChecks::invalidUrlIsReportedAndTheDefaultStays()
-{
-    Options options = optionsFor(QString(), true);
-    options.url = "http://[/";
-    WindowLogic window(options);
-    QCOMPARE(window.events.size(), 1);
-    QVERIFY2(window.events.first().startsWith("fail:Url 'http://[/' is invalid.\n"), qPrintable(window.events.first()));
-    QCOMPARE(window.initialized, QString());
-    QCOMPARE(window.logic.getCurrentUrlString(), defaultUrlOf("5.9"));
-    QVERIFY(!window.logic.urlIsOverridden());
-
-    // The run went on to its end: an answer to a request is heard.
-    const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
-    QSignalSpy ready(&window.logic, SIGNAL(patchListReady()));
-    QCOMPARE(window.logic.setUrl(source.url()), QString());
-    QCoreApplication::processEvents(); // a local file is read at once
-    QCOMPARE(ready.count(), 1);
-    QCOMPARE(window.appliedMarks(), QString("N"));
-}
-
-void TstChecks::objectWithAFailedCheckKnowsWhatCameBefore()
-{
-    FakeInstallation installation("6.0");
-    installation.without("man/man1");
-    qputenv("TAVRIN", installation.path().toUtf8());
-    TavrinUpdateBusinessLogic logic("tavrin_update");
-    QCOMPARE(logic.initialize(optionsFor(QString(), true)),
-             QString("To apply patches you must have write access to the TAVRIN directories\n"
-                     "(/opt/tavrin/6.0/man/man1)\n"));
-    QCOMPARE(logic.getTavrinRelease(), QString("6.0"));
-    QCOMPARE(logic.getDefaultUrlString(), PATCH_URL);
-    QCOMPARE(logic.getCurrentUrlString(), QString());
-
-    // Nobody listens to the network yet: a request leads nowhere, and nothing fails.
-    const LocalSource source(PatchPage().entry("P1", "1 May", "text"));
-    QSignalSpy ready(&logic, SIGNAL(patchListReady()));
-    QSignalSpy failed(&logic, SIGNAL(processFailed(QString)));
-    QSignalSpy progress(&logic, SIGNAL(appendProgress(QString)));
-    QCOMPARE(logic.setUrl(source.url()), QString());
-    QCoreApplication::processEvents();
-    QCOMPARE(ready.count() + failed.count() + progress.count(), 0);
-    QCOMPARE(logic.getPatchCount(), 0);
-}
 
 TAVRIN_TEST_MAIN(TstChecks)
 

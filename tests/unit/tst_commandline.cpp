@@ -3,12 +3,10 @@
 // because the arguments belong to it; command lines that end the process are tst_usage's subject.
 #include "tavrin_update.h"
 
-#include "message_guard.h"
-#include "private_opt.h"
+#include "test.h"
 
 #include <QApplication>
 #include <QScopedPointer>
-#include <QTest>
 #include <QTranslator>
 
 #include <vector>
@@ -95,252 +93,208 @@ public:
 
 } // namespace
 
-class TstCommandline : public QObject
+class TstCommandline : public Test
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void terminalIsAskedForByItsLiteralOption_data()
+    {
+        const Rows<QStringList, bool> row("arguments", "terminal");
 
-    void terminalIsAskedForByItsLiteralOption_data();
-    void terminalIsAskedForByItsLiteralOption();
-    void programNameAsksForNothing();
-    void terminalRunGetsAPlainApplication();
-    void windowRunGetsAGuiApplication();
-    void applicationTakesTheArguments();
-    void freshOptionsDescribeAVerboseTerminalRun();
-    void optionsAreCopiedMemberWise();
-    void commandLineFillsTheOptions_data();
-    void commandLineFillsTheOptions();
-    void absentOptionsClearOrKeepWhatWasThere();
-    void keptListAllForcesTerminalMode();
-    void declaredDefaultsNeverReachTheOptions();
-    void everyTextIsOfferedForTranslation();
+        row("no arguments", {}, false);
+        row("the option alone", {"-t"}, true);
+        row("the option last", {"-l", "http://host.test/", "-t"}, true);
+        row("other options", {"-l", "-L", "-n", "-v", "-Q"}, false);
+        row("a cluster with it last", {"-lt"}, false);
+        row("a cluster with it first", {"-tl"}, false);
+        row("in capitals", {"-T"}, false);
+        row("two dashes", {"--t"}, false);
+        row("a long form", {"--terminal"}, false);
+        row("no dash", {"t"}, false);
+        row("a blank behind", {"-t "}, false);
+        row("within a value", {"-m", "a-t"}, false);
+        row("as the value of another option", {"-m", "-t"}, true);
+        row("behind the end of the options", {"--", "-t"}, true);
+        row("an empty argument", {""}, false);
+    }
 
-private:
-    QScopedPointer<MessageGuard> guard;
+    void terminalIsAskedForByItsLiteralOption()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(bool, terminal);
+        CommandLine line(arguments);
+        QCOMPARE(isTerminal(line.count, line.argv()), terminal);
+    }
+
+    void programNameAsksForNothing()
+    {
+        char name[] = "-t";
+        char* argv[] = {name, nullptr};
+        QCOMPARE(isTerminal(1, argv), false);
+        QCOMPARE(isTerminal(0, argv + 1), false);
+    }
+
+    void terminalRunGetsAPlainApplication()
+    {
+        CommandLine line({"-t"});
+        const QScopedPointer<QCoreApplication> app(createApplication(true, line.count, line.argv()));
+        QCOMPARE(app->metaObject()->className(), "QCoreApplication");
+        QCOMPARE(QCoreApplication::instance(), app.data());
+    }
+
+    void windowRunGetsAGuiApplication()
+    {
+        CommandLine line({"-l"});
+        const QScopedPointer<QCoreApplication> app(createApplication(false, line.count, line.argv()));
+        QCOMPARE(app->metaObject()->className(), "QApplication");
+        QCOMPARE(QCoreApplication::instance(), app.data());
+    }
+
+    void applicationTakesTheArguments()
+    {
+        // Qt removes its own options from the caller's count and array.
+        CommandLine line({"-platform", "offscreen", "-l", "http://host.test/"});
+        const QScopedPointer<QCoreApplication> app(createApplication(false, line.count, line.argv()));
+        QCOMPARE(line.count, 3);
+        QCOMPARE(QCoreApplication::arguments(), (QStringList{"/usr/bin/tavrin_update", "-l", "http://host.test/"}));
+    }
+
+    void freshOptionsDescribeAVerboseTerminalRun()
+    {
+        Options options;
+        options.showProposed = false; // the one field without a value of its own
+        QCOMPARE(describe(options), QStringLiteral("terminal verbose email= release= url="));
+    }
+
+    void optionsAreCopiedMemberWise()
+    {
+        Options options;
+        parse({"-L", "-n", "-v", "-m", "a@host.test", "-r", "5.8", "http://host.test/"}, options);
+        Options copy;
+        copy = options;
+        QCOMPARE(describe(copy), QStringLiteral("showProposed terminal listAll verbose email=a@host.test release=5.8 "
+                                                "url=http://host.test/"));
+        QCOMPARE(describe(copy), describe(options));
+    }
+
+    void commandLineFillsTheOptions_data()
+    {
+        const Rows<QStringList, QString> row("arguments", "options");
+
+        const QString none = "email= release= url=";
+        row("nothing", {}, "apply " + none);
+        row("-t", {"-t"}, "apply terminal " + none);
+        row("-l", {"-l"}, "terminal listUnapplied " + none);
+        row("-L", {"-L"}, "terminal listAll " + none);
+        row("-n", {"-n"}, "showProposed terminal " + none);
+        row("-v", {"-v"}, "apply verbose " + none);
+        row("-Q", {"-Q"}, "apply allowWhileRunning " + none);
+        row("-m", {"-m", "a@host.test"}, "terminal email=a@host.test release= url=");
+        row("-r", {"-r", "5.8"}, "apply email= release=5.8 url=");
+        row("a URL", {"http://host.test/"}, "apply email= release= url=http://host.test/");
+        row("two URLs", {"file:///one", "file:///two"}, "apply email= release= url=file:///one");
+        row("an empty URL", {""}, "apply " + none);
+        row("an empty URL before another", {"", "file:///two"}, "apply " + none);
+
+        row("-l and -L", {"-l", "-L"}, "terminal listAll " + none);
+        row("-L and -l", {"-L", "-l"}, "terminal listAll " + none);
+        row("-l and -n", {"-l", "-n"}, "showProposed terminal listUnapplied " + none);
+        row("-t and -Q", {"-t", "-Q"}, "apply terminal allowWhileRunning " + none);
+        row("-Q and -l", {"-Q", "-l"}, "terminal listUnapplied " + none);
+        row("-Q and -L", {"-Q", "-L"}, "terminal listAll " + none);
+        row("-Q and -n", {"-Q", "-n"}, "showProposed terminal " + none);
+        row("-Q and -m", {"-Q", "-m", "a"}, "terminal email=a release= url=");
+        row("-Q and -r", {"-Q", "-r", "5.8"}, "apply allowWhileRunning email= release=5.8 url=");
+        row("-v and -l", {"-v", "-l"}, "terminal listUnapplied verbose " + none);
+        row("an empty address", {"-m", ""}, "apply " + none);
+        row("an empty address and -Q", {"-m", "", "-Q"}, "apply allowWhileRunning " + none);
+        row("an empty release", {"-r", ""}, "apply " + none);
+        row("an address that looks like an option", {"-m", "-t"}, "terminal email=-t release= url=");
+        row("an address within its option", {"-ma@host.test"}, "terminal email=a@host.test release= url=");
+        row("two addresses, of which the last counts", {"-m", "a", "-m", "b"}, "terminal email=b release= url=");
+        row("two addresses, the last empty", {"-m", "a", "-m", ""}, "apply " + none);
+        row("a cluster", {"-lt"}, "terminal listUnapplied " + none);
+        row("a cluster of all flags", {"-tlLnvQ"}, "showProposed terminal listAll verbose " + none);
+        row("options behind the URL", {"file:///one", "-l"}, "terminal listUnapplied email= release= url=file:///one");
+        row("a URL behind the end of the options", {"-t", "--", "-l"}, "apply terminal email= release= url=-l");
+        row("an option given twice", {"-n", "-n"}, "showProposed terminal " + none);
+        row("everything", {"-t", "-l", "-L", "-n", "-v", "-Q", "-m", "a", "-r", "5.8", "file:///one", "file:///two"},
+            "showProposed terminal listAll verbose email=a release=5.8 url=file:///one");
+    }
+
+    void commandLineFillsTheOptions()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, options);
+        Options parsed;
+        parse(arguments, parsed);
+        QCOMPARE(describe(parsed), options);
+    }
+
+    void absentOptionsClearOrKeepWhatWasThere()
+    {
+        Options options;
+        options.apply = false;
+        options.showProposed = true;
+        options.terminal = true;
+        options.listUnapplied = true;
+        options.verbose = true;
+        options.allowWhileRunning = true;
+        options.release = "5.8";
+        options.url = "file:///kept/";
+        parse({}, options);
+        QCOMPARE(describe(options), QStringLiteral("apply email= release=5.8 url=file:///kept/"));
+    }
+
+    void keptListAllForcesTerminalMode()
+    {
+        Options all;
+        all.listAll = true;
+        parse({"-l", "-Q"}, all);
+        QCOMPARE(describe(all), QStringLiteral("terminal listUnapplied listAll email= release= url="));
+
+        Options mailed;
+        mailed.email = "kept@host.test";
+        parse({"-Q"}, mailed);
+        QCOMPARE(describe(mailed), QStringLiteral("terminal email=kept@host.test release= url="));
+    }
+
+    void declaredDefaultsNeverReachTheOptions()
+    {
+        Options options;
+        parse({"-t"}, options);
+        QCOMPARE(options.email, QString());
+        QCOMPARE(options.release, QString());
+    }
+
+    void everyTextIsOfferedForTranslation()
+    {
+        CommandLine line({"-t"});
+        QCoreApplication app(line.count, line.argv());
+        RecordingTranslator translator;
+        QVERIFY(QCoreApplication::installTranslator(&translator));
+        translator.requests.clear();
+        Options options;
+        parseCommandLine(&app, options);
+
+        const QStringList expected{"main: Patch Download URL",
+                                   "QCoreApplication: Terminal mode",
+                                   "QCoreApplication: List unapplied patches",
+                                   "QCoreApplication: Just list patches and whether they're applied",
+                                   "QCoreApplication: List but do not apply patches",
+                                   "QCoreApplication: Be more verbose",
+                                   "QCoreApplication: Allow updates when system is running",
+                                   "QCoreApplication: Send list of unapplied patchesto email address",
+                                   "QCoreApplication: For testing only - override release to patch."};
+        QCOMPARE(translator.requests, expected);
+    }
 };
-
-void TstCommandline::init()
-{
-    guard.reset(new MessageGuard);
-}
-
-void TstCommandline::cleanup()
-{
-    const QString complaint = guard->complaint();
-    guard.reset();
-    QCOMPARE(complaint, QString());
-}
-
-void TstCommandline::terminalIsAskedForByItsLiteralOption_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<bool>("terminal");
-
-    QTest::newRow("no arguments") << QStringList{} << false;
-    QTest::newRow("the option alone") << QStringList{"-t"} << true;
-    QTest::newRow("the option last") << QStringList{"-l", "http://host.test/", "-t"} << true;
-    QTest::newRow("other options") << QStringList{"-l", "-L", "-n", "-v", "-Q"} << false;
-    QTest::newRow("a cluster with it last") << QStringList{"-lt"} << false;
-    QTest::newRow("a cluster with it first") << QStringList{"-tl"} << false;
-    QTest::newRow("in capitals") << QStringList{"-T"} << false;
-    QTest::newRow("two dashes") << QStringList{"--t"} << false;
-    QTest::newRow("a long form") << QStringList{"--terminal"} << false;
-    QTest::newRow("no dash") << QStringList{"t"} << false;
-    QTest::newRow("a blank behind") << QStringList{"-t "} << false;
-    QTest::newRow("within a value") << QStringList{"-m", "a-t"} << false;
-    QTest::newRow("as the value of another option") << QStringList{"-m", "-t"} << true;
-    QTest::newRow("behind the end of the options") << QStringList{"--", "-t"} << true;
-    QTest::newRow("an empty argument") << QStringList{""} << false;
-}
-
-void TstCommandline::terminalIsAskedForByItsLiteralOption()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(bool, terminal);
-    CommandLine line(arguments);
-    QCOMPARE(isTerminal(line.count, line.argv()), terminal);
-}
-
-void TstCommandline::programNameAsksForNothing()
-{
-    char name[] = "-t";
-    char* argv[] = {name, nullptr};
-    QCOMPARE(isTerminal(1, argv), false);
-    QCOMPARE(isTerminal(0, argv + 1), false);
-}
-
-void TstCommandline::terminalRunGetsAPlainApplication()
-{
-    CommandLine line({"-t"});
-    const QScopedPointer<QCoreApplication> app(createApplication(true, line.count, line.argv()));
-    QCOMPARE(app->metaObject()->className(), "QCoreApplication");
-    QCOMPARE(QCoreApplication::instance(), app.data());
-}
-
-void TstCommandline::windowRunGetsAGuiApplication()
-{
-    CommandLine line({"-l"});
-    const QScopedPointer<QCoreApplication> app(createApplication(false, line.count, line.argv()));
-    QCOMPARE(app->metaObject()->className(), "QApplication");
-    QCOMPARE(QCoreApplication::instance(), app.data());
-}
-
-void TstCommandline::applicationTakesTheArguments()
-{
-    // Qt removes its own options from the caller's count and array.
-    CommandLine line({"-platform", "offscreen", "-l", "http://host.test/"});
-    const QScopedPointer<QCoreApplication> app(createApplication(false, line.count, line.argv()));
-    QCOMPARE(line.count, 3);
-    QCOMPARE(QCoreApplication::arguments(), (QStringList{"/usr/bin/tavrin_update", "-l", "http://host.test/"}));
-}
-
-void TstCommandline::freshOptionsDescribeAVerboseTerminalRun()
-{
-    Options options;
-    options.showProposed = false; // the one field without a value of its own
-    QCOMPARE(describe(options), QStringLiteral("terminal verbose email= release= url="));
-}
-
-void TstCommandline::optionsAreCopiedMemberWise()
-{
-    Options options;
-    parse({"-L", "-n", "-v", "-m", "a@host.test", "-r", "5.8", "http://host.test/"}, options);
-    Options copy;
-    copy = options;
-    QCOMPARE(describe(copy), QStringLiteral("showProposed terminal listAll verbose email=a@host.test release=5.8 "
-                                            "url=http://host.test/"));
-    QCOMPARE(describe(copy), describe(options));
-}
-
-void TstCommandline::commandLineFillsTheOptions_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("options");
-
-    const QString none = "email= release= url=";
-    QTest::newRow("nothing") << QStringList{} << "apply " + none;
-    QTest::newRow("-t") << QStringList{"-t"} << "apply terminal " + none;
-    QTest::newRow("-l") << QStringList{"-l"} << "terminal listUnapplied " + none;
-    QTest::newRow("-L") << QStringList{"-L"} << "terminal listAll " + none;
-    QTest::newRow("-n") << QStringList{"-n"} << "showProposed terminal " + none;
-    QTest::newRow("-v") << QStringList{"-v"} << "apply verbose " + none;
-    QTest::newRow("-Q") << QStringList{"-Q"} << "apply allowWhileRunning " + none;
-    QTest::newRow("-m") << QStringList{"-m", "a@host.test"} << "terminal email=a@host.test release= url=";
-    QTest::newRow("-r") << QStringList{"-r", "5.8"} << "apply email= release=5.8 url=";
-    QTest::newRow("a URL") << QStringList{"http://host.test/"} << "apply email= release= url=http://host.test/";
-    QTest::newRow("two URLs") << QStringList{"file:///one", "file:///two"} << "apply email= release= url=file:///one";
-    QTest::newRow("an empty URL") << QStringList{""} << "apply " + none;
-    QTest::newRow("an empty URL before another") << QStringList{"", "file:///two"} << "apply " + none;
-
-    QTest::newRow("-l and -L") << QStringList{"-l", "-L"} << "terminal listAll " + none;
-    QTest::newRow("-L and -l") << QStringList{"-L", "-l"} << "terminal listAll " + none;
-    QTest::newRow("-l and -n") << QStringList{"-l", "-n"} << "showProposed terminal listUnapplied " + none;
-    QTest::newRow("-t and -Q") << QStringList{"-t", "-Q"} << "apply terminal allowWhileRunning " + none;
-    QTest::newRow("-Q and -l") << QStringList{"-Q", "-l"} << "terminal listUnapplied " + none;
-    QTest::newRow("-Q and -L") << QStringList{"-Q", "-L"} << "terminal listAll " + none;
-    QTest::newRow("-Q and -n") << QStringList{"-Q", "-n"} << "showProposed terminal " + none;
-    QTest::newRow("-Q and -m") << QStringList{"-Q", "-m", "a"} << "terminal email=a release= url=";
-    QTest::newRow("-Q and -r") << QStringList{"-Q", "-r", "5.8"} << "apply allowWhileRunning email= release=5.8 url=";
-    QTest::newRow("-v and -l") << QStringList{"-v", "-l"} << "terminal listUnapplied verbose " + none;
-    QTest::newRow("an empty address") << QStringList{"-m", ""} << "apply " + none;
-    QTest::newRow("an empty address and -Q") << QStringList{"-m", "", "-Q"} << "apply allowWhileRunning " + none;
-    QTest::newRow("an empty release") << QStringList{"-r", ""} << "apply " + none;
-    QTest::newRow("an address that looks like an option")
-        << QStringList{"-m", "-t"} << "terminal email=-t release= url=";
-    QTest::newRow("an address within its option")
-        << QStringList{"-ma@host.test"} << "terminal email=a@host.test release= url=";
-    QTest::newRow("two addresses, of which the last counts")
-        << QStringList{"-m", "a", "-m", "b"} << "terminal email=b release= url=";
-    QTest::newRow("two addresses, the last empty") << QStringList{"-m", "a", "-m", ""} << "apply " + none;
-    QTest::newRow("a cluster") << QStringList{"-lt"} << "terminal listUnapplied " + none;
-    QTest::newRow("a cluster of all flags")
-        << QStringList{"-tlLnvQ"} << "showProposed terminal listAll verbose " + none;
-    QTest::newRow("options behind the URL")
-        << QStringList{"file:///one", "-l"} << "terminal listUnapplied email= release= url=file:///one";
-    QTest::newRow("a URL behind the end of the options")
-        << QStringList{"-t", "--", "-l"} << "apply terminal email= release= url=-l";
-    QTest::newRow("an option given twice") << QStringList{"-n", "-n"} << "showProposed terminal " + none;
-    QTest::newRow("everything") << QStringList{"-t", "-l", "-L", "-n",  "-v",          "-Q",
-                                               "-m", "a",  "-r", "5.8", "file:///one", "file:///two"}
-                                << "showProposed terminal listAll verbose email=a release=5.8 url=file:///one";
-}
-
-void TstCommandline::commandLineFillsTheOptions()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, options);
-    Options parsed;
-    parse(arguments, parsed);
-    QCOMPARE(describe(parsed), options);
-}
-
-void TstCommandline::absentOptionsClearOrKeepWhatWasThere()
-{
-    Options options;
-    options.apply = false;
-    options.showProposed = true;
-    options.terminal = true;
-    options.listUnapplied = true;
-    options.verbose = true;
-    options.allowWhileRunning = true;
-    options.release = "5.8";
-    options.url = "file:///kept/";
-    parse({}, options);
-    QCOMPARE(describe(options), QStringLiteral("apply email= release=5.8 url=file:///kept/"));
-}
-
-void TstCommandline::keptListAllForcesTerminalMode()
-{
-    Options all;
-    all.listAll = true;
-    parse({"-l", "-Q"}, all);
-    QCOMPARE(describe(all), QStringLiteral("terminal listUnapplied listAll email= release= url="));
-
-    Options mailed;
-    mailed.email = "kept@host.test";
-    parse({"-Q"}, mailed);
-    QCOMPARE(describe(mailed), QStringLiteral("terminal email=kept@host.test release= url="));
-}
-
-void TstCommandline::declaredDefaultsNeverReachTheOptions()
-{
-    Options options;
-    parse({"-t"}, options);
-    QCOMPARE(options.email, QString());
-    QCOMPARE(options.release, QString());
-}
-
-void TstCommandline::everyTextIsOfferedForTranslation()
-{
-    CommandLine line({"-t"});
-    QCoreApplication app(line.count, line.argv());
-    RecordingTranslator translator;
-    QVERIFY(QCoreApplication::installTranslator(&translator));
-    translator.requests.clear();
-    Options options;
-    parseCommandLine(&app, options);
-
-    const QStringList expected{"main: Patch Download URL",
-                               "QCoreApplication: Terminal mode",
-                               "QCoreApplication: List unapplied patches",
-                               "QCoreApplication: Just list patches and whether they're applied",
-                               "QCoreApplication: List but do not apply patches",
-                               "QCoreApplication: Be more verbose",
-                               "QCoreApplication: Allow updates when system is running",
-                               "QCoreApplication: Send list of unapplied patchesto email address",
-                               "QCoreApplication: For testing only - override release to patch."};
-    QCOMPARE(translator.requests, expected);
-}
 
 int main(int argc, char** argv)
 {
-    forgetCallersEnvironment();
-    QString error;
-    if (!enterPrivateOpt(&error)) {
-        qFatal("no private place to test in: %s", qUtf8Printable(error));
+    if (!enterTestPlace(argv)) {
+        return 1;
     }
     TstCommandline test;
     return QTest::qExec(&test, argc, argv);

@@ -1,18 +1,15 @@
 // The business-logic object as such: its constants, its meta-object, what a new one answers, and the outlet for fatal
 // errors in window mode. (In terminal mode that outlet ends the process: see the end-to-end tests.)
-#include "message_guard.h"
 #include "pidrtsys.h"
 #include "tavrin_update_bl.h"
 #include "tavrin_update_systeminfo.h"
-#include "test_main.h"
+#include "test.h"
 
 #include <QMetaMethod>
 #include <QNetworkReply>
 #include <QSignalSpy>
-#include <QTest>
 #include <QTranslator>
 
-#include <memory>
 #include <type_traits>
 
 namespace {
@@ -41,202 +38,172 @@ using Logic = TavrinUpdateBusinessLogic;
 
 } // namespace
 
-class TstObject : public QObject
+class TstObject : public Test
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-    void constantsHaveTheirPublishedValues();
-    void signalsAndSlotsKeepTheirOrder();
-    void privateSlotsNameTheirArgument();
-    void signalsNameNoArgument();
-    void classNameIsTheOnlyOneKnown();
-    void newRecordOfOptionsDescribesAVerboseTerminalRun();
-    void newObjectIsIdle();
-    void usageKeepsItsOddities();
-    void usageIsTranslatedForTheApplication();
-    void fatalErrorInWindowModeOnlySignals();
-    void platformNamesAreThoseOfThePatchSource();
-    void fieldTextEndsAtItsNul();
-    void fieldTextStaysWithinItsField();
-
-private:
-    std::unique_ptr<MessageGuard> guard;
-};
-
-void TstObject::init()
-{
-    guard = std::make_unique<MessageGuard>();
-}
-
-void TstObject::cleanup()
-{
-    const QString complaint = guard->complaint();
-    guard.reset();
-    QCOMPARE(complaint, QString());
-}
-
-void TstObject::constantsHaveTheirPublishedValues()
-{
-    QCOMPARE(SHOW_PROPOSED_TEXT, QString("Steps that would be taken are:\n\n"));
-    QCOMPARE(APPLIED_PATCHES_HTML, QString("applied_patches.html"));
-    QCOMPARE(APPLIED_PATCHES_HTML_UPDATER, QString("ozna_installed_patches"));
-    QCOMPARE(UNZIP_COMMAND, QString("gunzip"));
-    QCOMPARE(HREF_ATTRIBUTE, QString("href"));
-    QCOMPARE(NEW_PATCH_HEADER, QString("new patch"));
-    QVERIFY(NO_ERROR.isEmpty());
-    QCOMPARE(NO_NEW_PATCH_STRING, QString("No new patches"));
-    QCOMPARE(NOT_INSTALLED_STRING, QString("Not Installed"));
-    QVERIFY(PATCH_URL.startsWith("http://"));
-    QVERIFY(PATCH_URL.endsWith("/patches/"));
-    QCOMPARE(PATCHED_DIR, QString("patched"));
-    QCOMPARE(PATCHES_DIR, QString("patches"));
-    QCOMPARE(START_STOP_EXEC_NAME, QString("/etc/init.d/tavrin"));
-    QCOMPARE(TAR_COMMAND, QString("bsdtar"));
-}
-
-void TstObject::signalsAndSlotsKeepTheirOrder()
-{
-    const QMetaObject& meta = Logic::staticMetaObject;
-    QStringList methods;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
-        const QMetaMethod method = meta.method(i);
-        const QString kind = method.methodType() == QMetaMethod::Signal ? "signal " : "slot ";
-        const QString access = method.access() == QMetaMethod::Private ? "private " : "public ";
-        methods << access + kind + QString::fromLatin1(method.methodSignature());
-    }
-    const QStringList expected{"public signal appendProgress(QString)",
-                               "public signal patchListReady()",
-                               "public signal processFailed(QString)",
-                               "public signal updatePatchStatus()",
-                               "public slot execute()",
-                               "private slot downloadComplete(QNetworkReply*)",
-                               "private slot patchListReceived(QNetworkReply*)"};
-    QCOMPARE(methods, expected);
-}
-
-void TstObject::privateSlotsNameTheirArgument()
-{
-    const QMetaObject& meta = Logic::staticMetaObject;
-    for (int i = meta.methodOffset() + 5; i < meta.methodOffset() + 7; ++i) {
-        QCOMPARE(meta.method(i).parameterNames(), QList<QByteArray>{"reply"});
-        // Asked for before anybody else here registers the type: the slots' own registration is what counts.
-        const int type = meta.method(i).parameterType(0);
-        QVERIFY(type != QMetaType::UnknownType);
-        QCOMPARE(QMetaType::typeName(type), "QNetworkReply*");
-    }
-}
-
-void TstObject::signalsNameNoArgument()
-{
-    const QMetaObject& meta = Logic::staticMetaObject;
-    for (int i = meta.methodOffset(); i < meta.methodOffset() + 5; ++i) {
-        const QList<QByteArray> unnamed{QByteArray()};
-        QCOMPARE(meta.method(i).parameterNames(), meta.method(i).parameterCount() == 0 ? QList<QByteArray>() : unnamed);
-    }
-}
-
-void TstObject::classNameIsTheOnlyOneKnown()
-{
-    Logic logic("tavrin_update");
-    QCOMPARE(logic.metaObject()->className(), "TavrinUpdateBusinessLogic");
-    QVERIFY(logic.qt_metacast("TavrinUpdateBusinessLogic") == &logic);
-    QVERIFY(logic.qt_metacast("QObject") != nullptr);
-    QVERIFY(logic.qt_metacast("TavrinUpdateWidget") == nullptr);
-    QVERIFY(logic.parent() == nullptr);
-}
-
-void TstObject::newRecordOfOptionsDescribesAVerboseTerminalRun()
-{
-    Logic::CommandLineOptions options;
-    QVERIFY(!options.apply);
-    QVERIFY(options.terminal);
-    QVERIFY(!options.listUnapplied);
-    QVERIFY(!options.listAll);
-    QVERIFY(options.verbose);
-    QVERIFY(!options.allowWhileRunning);
-    QCOMPARE(options.email, QString());
-    QCOMPARE(options.release, QString());
-    QCOMPARE(options.url, QString());
-    QVERIFY(std::is_copy_assignable<Logic::CommandLineOptions>::value);
-}
-
-void TstObject::newObjectIsIdle()
-{
-    Logic logic("/usr/bin/tavrin_update");
-    QCOMPARE(logic.getReleaseOverriddenWarning(), QString());
-    QCOMPARE(logic.getTavrinRelease(), QString());
-    QCOMPARE(logic.getDefaultUrlString(), PATCH_URL);
-    QCOMPARE(logic.getCurrentUrlString(), QString());
-    QVERIFY(logic.urlIsOverridden());
-    QCOMPARE(logic.getPatchCount(), 0);
-    QVERIFY(!logic.updatesNeeded());
-    QCOMPARE(logic.getPatchName(), QString(" "));
-    QVERIFY(logic.isArchive("a.bz2") && logic.isArchive("a.tar") && logic.isArchive("a.gz"));
-    QVERIFY(logic.isArchive("a.gzip") && logic.isArchive("a.Z"));
-}
-
-void TstObject::usageKeepsItsOddities()
-{
-    Logic logic("tavrin_update");
-    QCOMPARE(logic.getUsageString(), QString("Usage:  tavrin_update [-lLnQtv]] [-m email] [url]"));
-}
-
-void TstObject::usageIsTranslatedForTheApplication()
-{
-    RecordingTranslator translator;
-    QVERIFY(QCoreApplication::installTranslator(&translator));
-    Logic logic("tavrin_update");
-    logic.getUsageString();
-    logic.getWindowTitle();
-    QVERIFY(QCoreApplication::removeTranslator(&translator));
-    const QStringList expected{"QApplication|Usage:  tavrin_update [-lLnQtv]] [-m email] [url]",
-                               "QApplication|Update Tavrin version ''"};
-    QCOMPARE(translator.lookups, expected);
-}
-
-void TstObject::fatalErrorInWindowModeOnlySignals()
-{
-    Logic logic("tavrin_update");
-    Logic::CommandLineOptions options;
-    options.terminal = false;
-    options.showProposed = false;
-    qunsetenv("TAVRIN");
-    QSignalSpy failures(&logic, SIGNAL(processFailed(QString)));
-    QCOMPARE(logic.initialize(options), QString("\nTAVRIN environment variable is not set.\n"));
-    QCOMPARE(failures.count(), 0); // returned, not reported: the caller decides
-    logic.failWithMessage("first\nsecond");
-    QCOMPARE(failures.count(), 1);
-    QCOMPARE(failures.first().first().toString(), QString("first\nsecond"));
-}
-
-void TstObject::platformNamesAreThoseOfThePatchSource()
-{
-    QCOMPARE(TavrinUpdateSystemInfo::getOS(), "Linux");
-    QCOMPARE(TavrinUpdateSystemInfo::getProcessor(), "x86");
-}
-
-void TstObject::fieldTextEndsAtItsNul()
-{
-    const char field[8] = {'5', '.', '9', '\0', 'x', 'x', 'x', 'x'};
-    QCOMPARE(fieldText(field), QString("5.9"));
-    const char umlaut[3] = {'\xc3', '\xa4', '\0'};
-    QCOMPARE(fieldText(umlaut), QString::fromUtf8("ä"));
-    const char empty[1] = {'\0'};
-    QCOMPARE(fieldText(empty), QString());
-}
-
-void TstObject::fieldTextStaysWithinItsField()
-{
-    struct
+    void constantsHaveTheirPublishedValues()
     {
-        char field[4];
-        char neighbour[4];
-    } const record = {{'a', 'b', 'c', 'd'}, {'e', 'f', 'g', '\0'}};
-    QCOMPARE(fieldText(record.field), QString("abcd"));
-}
+        QCOMPARE(SHOW_PROPOSED_TEXT, QString("Steps that would be taken are:\n\n"));
+        QCOMPARE(APPLIED_PATCHES_HTML, QString("applied_patches.html"));
+        QCOMPARE(APPLIED_PATCHES_HTML_UPDATER, QString("ozna_installed_patches"));
+        QCOMPARE(UNZIP_COMMAND, QString("gunzip"));
+        QCOMPARE(HREF_ATTRIBUTE, QString("href"));
+        QCOMPARE(NEW_PATCH_HEADER, QString("new patch"));
+        QVERIFY(NO_ERROR.isEmpty());
+        QCOMPARE(NO_NEW_PATCH_STRING, QString("No new patches"));
+        QCOMPARE(NOT_INSTALLED_STRING, QString("Not Installed"));
+        QVERIFY(PATCH_URL.startsWith("http://"));
+        QVERIFY(PATCH_URL.endsWith("/patches/"));
+        QCOMPARE(PATCHED_DIR, QString("patched"));
+        QCOMPARE(PATCHES_DIR, QString("patches"));
+        QCOMPARE(START_STOP_EXEC_NAME, QString("/etc/init.d/tavrin"));
+        QCOMPARE(TAR_COMMAND, QString("bsdtar"));
+    }
+
+    void signalsAndSlotsKeepTheirOrder()
+    {
+        const QMetaObject& meta = Logic::staticMetaObject;
+        QStringList methods;
+        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+            const QMetaMethod method = meta.method(i);
+            const QString kind = method.methodType() == QMetaMethod::Signal ? "signal " : "slot ";
+            const QString access = method.access() == QMetaMethod::Private ? "private " : "public ";
+            methods << access + kind + QString::fromLatin1(method.methodSignature());
+        }
+        const QStringList expected{"public signal appendProgress(QString)",
+                                   "public signal patchListReady()",
+                                   "public signal processFailed(QString)",
+                                   "public signal updatePatchStatus()",
+                                   "public slot execute()",
+                                   "private slot downloadComplete(QNetworkReply*)",
+                                   "private slot patchListReceived(QNetworkReply*)"};
+        QCOMPARE(methods, expected);
+    }
+
+    void privateSlotsNameTheirArgument()
+    {
+        const QMetaObject& meta = Logic::staticMetaObject;
+        for (int i = meta.methodOffset() + 5; i < meta.methodOffset() + 7; ++i) {
+            QCOMPARE(meta.method(i).parameterNames(), QList<QByteArray>{"reply"});
+            // Asked for before anybody else here registers the type: the slots' own registration is what counts.
+            const int type = meta.method(i).parameterType(0);
+            QVERIFY(type != QMetaType::UnknownType);
+            QCOMPARE(QMetaType::typeName(type), "QNetworkReply*");
+        }
+    }
+
+    void signalsNameNoArgument()
+    {
+        const QMetaObject& meta = Logic::staticMetaObject;
+        for (int i = meta.methodOffset(); i < meta.methodOffset() + 5; ++i) {
+            const QList<QByteArray> unnamed{QByteArray()};
+            QCOMPARE(meta.method(i).parameterNames(),
+                     meta.method(i).parameterCount() == 0 ? QList<QByteArray>() : unnamed);
+        }
+    }
+
+    void classNameIsTheOnlyOneKnown()
+    {
+        Logic logic("tavrin_update");
+        QCOMPARE(logic.metaObject()->className(), "TavrinUpdateBusinessLogic");
+        QVERIFY(logic.qt_metacast("TavrinUpdateBusinessLogic") == &logic);
+        QVERIFY(logic.qt_metacast("QObject") != nullptr);
+        QVERIFY(logic.qt_metacast("TavrinUpdateWidget") == nullptr);
+        QVERIFY(logic.parent() == nullptr);
+    }
+
+    void newRecordOfOptionsDescribesAVerboseTerminalRun()
+    {
+        Logic::CommandLineOptions options;
+        QVERIFY(!options.apply);
+        QVERIFY(options.terminal);
+        QVERIFY(!options.listUnapplied);
+        QVERIFY(!options.listAll);
+        QVERIFY(options.verbose);
+        QVERIFY(!options.allowWhileRunning);
+        QCOMPARE(options.email, QString());
+        QCOMPARE(options.release, QString());
+        QCOMPARE(options.url, QString());
+        QVERIFY(std::is_copy_assignable<Logic::CommandLineOptions>::value);
+    }
+
+    void newObjectIsIdle()
+    {
+        Logic logic("/usr/bin/tavrin_update");
+        QCOMPARE(logic.getReleaseOverriddenWarning(), QString());
+        QCOMPARE(logic.getTavrinRelease(), QString());
+        QCOMPARE(logic.getDefaultUrlString(), PATCH_URL);
+        QCOMPARE(logic.getCurrentUrlString(), QString());
+        QVERIFY(logic.urlIsOverridden());
+        QCOMPARE(logic.getPatchCount(), 0);
+        QVERIFY(!logic.updatesNeeded());
+        QCOMPARE(logic.getPatchName(), QString(" "));
+        QVERIFY(logic.isArchive("a.bz2") && logic.isArchive("a.tar") && logic.isArchive("a.gz"));
+        QVERIFY(logic.isArchive("a.gzip") && logic.isArchive("a.Z"));
+    }
+
+    void usageKeepsItsOddities()
+    {
+        Logic logic("tavrin_update");
+        QCOMPARE(logic.getUsageString(), QString("Usage:  tavrin_update [-lLnQtv]] [-m email] [url]"));
+    }
+
+    void usageIsTranslatedForTheApplication()
+    {
+        RecordingTranslator translator;
+        QVERIFY(QCoreApplication::installTranslator(&translator));
+        Logic logic("tavrin_update");
+        logic.getUsageString();
+        logic.getWindowTitle();
+        QVERIFY(QCoreApplication::removeTranslator(&translator));
+        const QStringList expected{"QApplication|Usage:  tavrin_update [-lLnQtv]] [-m email] [url]",
+                                   "QApplication|Update Tavrin version ''"};
+        QCOMPARE(translator.lookups, expected);
+    }
+
+    void fatalErrorInWindowModeOnlySignals()
+    {
+        Logic logic("tavrin_update");
+        Logic::CommandLineOptions options;
+        options.terminal = false;
+        options.showProposed = false;
+        qunsetenv("TAVRIN");
+        QSignalSpy failures(&logic, SIGNAL(processFailed(QString)));
+        QCOMPARE(logic.initialize(options), QString("\nTAVRIN environment variable is not set.\n"));
+        QCOMPARE(failures.count(), 0); // returned, not reported: the caller decides
+        logic.failWithMessage("first\nsecond");
+        QCOMPARE(failures.count(), 1);
+        QCOMPARE(failures.first().first().toString(), QString("first\nsecond"));
+    }
+
+    void platformNamesAreThoseOfThePatchSource()
+    {
+        QCOMPARE(TavrinUpdateSystemInfo::getOS(), "Linux");
+        QCOMPARE(TavrinUpdateSystemInfo::getProcessor(), "x86");
+    }
+
+    void fieldTextEndsAtItsNul()
+    {
+        const char field[8] = {'5', '.', '9', '\0', 'x', 'x', 'x', 'x'};
+        QCOMPARE(fieldText(field), QString("5.9"));
+        const char umlaut[3] = {'\xc3', '\xa4', '\0'};
+        QCOMPARE(fieldText(umlaut), QString::fromUtf8("ä"));
+        const char empty[1] = {'\0'};
+        QCOMPARE(fieldText(empty), QString());
+    }
+
+    void fieldTextStaysWithinItsField()
+    {
+        struct
+        {
+            char field[4];
+            char neighbour[4];
+        } const record = {{'a', 'b', 'c', 'd'}, {'e', 'f', 'g', '\0'}};
+        QCOMPARE(fieldText(record.field), QString("abcd"));
+    }
+};
 
 TAVRIN_TEST_MAIN(TstObject)
 #include "tst_object.moc"

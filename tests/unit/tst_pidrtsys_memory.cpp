@@ -3,11 +3,11 @@
 // C allocator has nothing left to give, a copy of this program looks. The three tests of the releases can fail only in
 // the sanitizer build: without the sanitizer every allocator here ends in malloc and free, so no mix of them is seen.
 #include "helper_run.h"
-#include "message_guard.h"
 #include "pidrtsys.h"
 #include "real_process.h"
+#include "test.h"
 
-#include <QtTest>
+#include <QScopeGuard>
 
 #include <cstdio>
 #include <cstdlib>
@@ -72,25 +72,57 @@ int lookWithoutMemory()
 
 } // namespace
 
-class TstPidrtsysMemory : public QObject
+class TstPidrtsysMemory : public Test
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void init();
-    void cleanup();
+    void initTestCase()
+    {
+        copies = std::make_unique<SleepCopies>();
+    }
 
-    void blockIsReleasedByFree();
-    void blockIsReleasedByDelete();
-    void blockIsReleasedByArrayDelete();
+    void cleanupTestCase()
+    {
+        QCOMPARE(copies->remove(), QString());
+    }
+
+    void blockIsReleasedByFree()
+    {
+        const RealProcess process(copies->systemStart());
+        QVERIFY(process.isUp());
+        Pidrtsys* systems = nullptr;
+        QVERIFY(pidrtsys(&systems) > 0);
+        QVERIFY(systems != nullptr);
+        std::free(systems); // the sanitizer ends the process after a wrong release
+    }
+
+    void blockIsReleasedByDelete()
+    {
+        const RealProcess first(copies->systemStart());
+        const RealProcess second(copies->systemStart());
+        QVERIFY(first.isUp());
+        QVERIFY(second.isUp());
+        Pidrtsys* systems = nullptr;
+        QVERIFY(pidrtsys(&systems) > 1);
+        QVERIFY(systems != nullptr);
+        delete systems; // the sanitizer ends the process after a wrong release
+    }
+
+    void blockIsReleasedByArrayDelete()
+    {
+        const RealProcess first(copies->systemStart());
+        const RealProcess second(copies->systemStart());
+        QVERIFY(first.isUp());
+        QVERIFY(second.isUp());
+        Pidrtsys* systems = nullptr;
+        QVERIFY(pidrtsys(&systems) > 1);
+        QVERIFY(systems != nullptr);
+        delete[] systems; // the sanitizer ends the process after a wrong release
+    }
 
 protected:
     std::unique_ptr<SleepCopies> copies;
-
-private:
-    std::unique_ptr<MessageGuard> guard;
 };
 
 /** All of the above, and what cannot be seen where the sanitizer's allocator ends a process instead of returning null.
@@ -103,62 +135,6 @@ private slots:
     void exhaustedMemoryGivesNullAndZero();
     void failedAllocationGivesNullAndZero();
 };
-
-void TstPidrtsysMemory::initTestCase()
-{
-    copies = std::make_unique<SleepCopies>();
-}
-
-void TstPidrtsysMemory::cleanupTestCase()
-{
-    QCOMPARE(copies->remove(), QString());
-}
-
-void TstPidrtsysMemory::init()
-{
-    guard = std::make_unique<MessageGuard>();
-}
-
-void TstPidrtsysMemory::cleanup()
-{
-    const QString complaint = guard->complaint();
-    guard.reset();
-    QCOMPARE(complaint, QString());
-}
-
-void TstPidrtsysMemory::blockIsReleasedByFree()
-{
-    const RealProcess process(copies->systemStart());
-    QVERIFY(process.isUp());
-    Pidrtsys* systems = nullptr;
-    QVERIFY(pidrtsys(&systems) > 0);
-    QVERIFY(systems != nullptr);
-    std::free(systems); // the sanitizer ends the process after a wrong release
-}
-
-void TstPidrtsysMemory::blockIsReleasedByDelete()
-{
-    const RealProcess first(copies->systemStart());
-    const RealProcess second(copies->systemStart());
-    QVERIFY(first.isUp());
-    QVERIFY(second.isUp());
-    Pidrtsys* systems = nullptr;
-    QVERIFY(pidrtsys(&systems) > 1);
-    QVERIFY(systems != nullptr);
-    delete systems; // the sanitizer ends the process after a wrong release
-}
-
-void TstPidrtsysMemory::blockIsReleasedByArrayDelete()
-{
-    const RealProcess first(copies->systemStart());
-    const RealProcess second(copies->systemStart());
-    QVERIFY(first.isUp());
-    QVERIFY(second.isUp());
-    Pidrtsys* systems = nullptr;
-    QVERIFY(pidrtsys(&systems) > 1);
-    QVERIFY(systems != nullptr);
-    delete[] systems; // the sanitizer ends the process after a wrong release
-}
 
 void TstPidrtsysMemoryWithPlainAllocator::exhaustedMemoryGivesNullAndZero()
 {

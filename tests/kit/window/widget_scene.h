@@ -101,7 +101,7 @@ struct Scene
         QVERIFY(QMetaObject::invokeMethod(widget.get(), "refreshRealTimeSystemTable"));
     }
 
-    RunningSystems systems;
+    OwnRunningSystems systems;
     FakeInstallation installation;
     TavrinUpdateBusinessLogic logic{QStringLiteral("tavrin_update")};
     std::unique_ptr<TavrinUpdateWidget> widget;

@@ -1,9 +1,24 @@
-// The texts that a terminal run prints behind its list, step by step, for tests to compare whole outputs with. Where
-// they name a release, it is 5.9.
+// Every text that a run of the program prints, piece by piece, for tests to compare whole outputs with. Where a piece
+// names a release, it is 5.9.
 #pragma once
 
 #include <QByteArray>
 #include <QList>
+#include <QPair>
+#include <QString>
+#include <QStringList>
+
+/** The report's first line with its line break. The release text is the name, or what stands in its place. */
+QByteArray headerLine(const QString& releaseText, const QString& program = QStringLiteral("tavrin_update"));
+
+/** Name and description of a patch that the report says is not installed. */
+using UnappliedPatch = QPair<QString, QString>;
+
+/** The report without -L; ends with "No new patches" when none is given. */
+QByteArray reportOf(const QString& releaseText, const QList<UnappliedPatch>& patches = {});
+
+/** What an installing run prints from its downloads on, for one patch P1 whose archive P1.tar holds the one file. */
+QByteArray installingOf(const QString& member);
 
 /** The search for running systems begins. */
 inline const QByteArray CHECK = "Check for running real time systems ...\n";
@@ -29,3 +44,9 @@ QByteArray untilDownload(int count, const QByteArray& answer = "\n");
 
 /** What an installed archive adds; the members are named as below the installation. */
 QByteArray installing(const QByteArray& file, const QList<QByteArray>& members);
+
+/** Patches P1, P2 ... with "description 1" and so on, as a report shows those of pageOf(count) when none is applied. */
+QList<UnappliedPatch> patchesOf(int count);
+
+/** The page of applied patches of release 5.9 for empty marker files with these names. */
+QByteArray appliedPage(const QStringList& names);

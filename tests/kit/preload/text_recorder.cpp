@@ -12,7 +12,9 @@ namespace {
 class TextRecorder : public RecordingTranslator
 {
 public:
-    using RecordingTranslator::RecordingTranslator;
+    explicit TextRecorder(QObject* parent) : RecordingTranslator(lettersExchanged, parent)
+    {
+    }
 
 protected:
     void note(const QString& text) const override

@@ -3,6 +3,8 @@
 #pragma once
 
 #include "fake_installation.h"
+#include "patch_source.h"
+#include "running_systems.h"
 #include "tavrin_update_bl.h"
 
 #include <QByteArray>
@@ -11,29 +13,21 @@
 #include <QTemporaryDir>
 
 /** The running real-time systems that this process sees; none to begin with. */
-class RunningSystems
+class OwnRunningSystems
 {
 public:
-    RunningSystems();
-    ~RunningSystems();
-    RunningSystems(const RunningSystems&) = delete;
-    RunningSystems& operator=(const RunningSystems&) = delete;
+    OwnRunningSystems();
+    ~OwnRunningSystems();
+    OwnRunningSystems(const OwnRunningSystems&) = delete;
+    OwnRunningSystems& operator=(const OwnRunningSystems&) = delete;
 
-    /** One line per system, as system() makes it, or a directive of the fake library in front. */
-    void set(const QByteArray& lines);
-
-    static QByteArray system(const QByteArray& version, const QByteArray& user = "operator",
-                             const QByteArray& directory = "/home/operator/run", int pid = 4711);
-
-    /** How often they were asked for. */
+    void set(const QByteArray& lines) const;
     int queries() const;
 
 private:
     QTemporaryDir directory;
+    const RunningSystems systems{directory.path()};
 };
-
-/** A list page with an entry for each name, whose link names an uncompressed archive: P1.tar for a patch P1. */
-PatchPage pageOf(const QStringList& names);
 
 /** The archive of a patch: unpacked, it leaves the patch's mark in the installation. */
 QByteArray markArchive(const FakeInstallation& installation, const QString& name);

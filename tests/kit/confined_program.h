@@ -3,6 +3,7 @@
 #pragma once
 
 #include "fake_installation.h"
+#include "patch_source.h"
 #include "program_run.h"
 
 /** Starts the built program, or the starter, confined. The bystander must survive: its loss is said on standard error.

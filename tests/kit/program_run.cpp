@@ -10,7 +10,6 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QTest>
 #include <QTimer>
 
@@ -138,7 +137,7 @@ void ProgramSession::closeInput()
 
 bool ProgramSession::isRunning()
 {
-    return process->state() == QProcess::Running;
+    return process->state() != QProcess::NotRunning; // starting counts: the notice of the start may still be on its way
 }
 
 void ProgramSession::sendSignal(int signal)
@@ -176,7 +175,7 @@ Program::Program() : Program(programPath())
 {
 }
 
-Program::Program(const QString& executablePath) : executable(executablePath)
+Program::Program(const QString& executablePath) : executable(executablePath), systems(homeDirectory.path())
 {
     set(QStringLiteral("PATH"), QStringLiteral("/usr/local/bin:/usr/bin:/bin"));
     set(QStringLiteral("HOME"), homeDirectory.path());
@@ -202,8 +201,8 @@ void Program::preloadFakeLibrary()
 {
     set(QStringLiteral("LD_PRELOAD"), sanitizerRuntimePath());
     preload(fakePidrtsysPath());
-    set(QStringLiteral("FAKE_PIDRTSYS"), home() + QStringLiteral("/running-systems"));
-    set(QStringLiteral("FAKE_PIDRTSYS_LOG"), home() + QStringLiteral("/running-system-queries"));
+    set(QStringLiteral("FAKE_PIDRTSYS"), systems.file());
+    set(QStringLiteral("FAKE_PIDRTSYS_LOG"), systems.log());
     set(QStringLiteral("FAKE_PIDRTSYS_WATCHES_EXIT"), QStringLiteral("1"));
 }
 
@@ -285,17 +284,13 @@ Program& Program::invokedAs(const QString& link)
 
 Program& Program::runningSystems(const QByteArray& lines)
 {
-    QSaveFile file(environment.value(QStringLiteral("FAKE_PIDRTSYS")));
-    if (!file.open(QIODevice::WriteOnly) || file.write(lines) != lines.size() || !file.commit()) {
-        qFatal("cannot write %s", qUtf8Printable(file.fileName()));
-    }
+    systems.set(lines);
     return *this;
 }
 
 int Program::runningSystemQueries() const
 {
-    QFile log(environment.value(QStringLiteral("FAKE_PIDRTSYS_LOG")));
-    return log.open(QIODevice::ReadOnly) ? log.readAll().count('\n') : 0;
+    return systems.queries();
 }
 
 Program& Program::recordTexts()

@@ -5,64 +5,28 @@
 
 #include <QFile>
 #include <QNetworkProxy>
-#include <QSaveFile>
 #include <QSignalSpy>
 
-namespace {
-
-void require(bool condition, const char* what, const QString& subject)
+OwnRunningSystems::OwnRunningSystems()
 {
-    if (!condition) {
-        qFatal("cannot %s %s", what, qUtf8Printable(subject));
-    }
+    qputenv("FAKE_PIDRTSYS", QFile::encodeName(systems.file()));
+    qputenv("FAKE_PIDRTSYS_LOG", QFile::encodeName(systems.log()));
 }
 
-} // namespace
-
-RunningSystems::RunningSystems()
-{
-    require(directory.isValid(), "make", directory.path());
-    set(QByteArray());
-    qputenv("FAKE_PIDRTSYS", QFile::encodeName(directory.filePath("systems")));
-    qputenv("FAKE_PIDRTSYS_LOG", QFile::encodeName(directory.filePath("log")));
-}
-
-RunningSystems::~RunningSystems()
+OwnRunningSystems::~OwnRunningSystems()
 {
     qunsetenv("FAKE_PIDRTSYS");
     qunsetenv("FAKE_PIDRTSYS_LOG");
 }
 
-void RunningSystems::set(const QByteArray& lines)
+void OwnRunningSystems::set(const QByteArray& lines) const
 {
-    QSaveFile file(directory.filePath("systems"));
-    require(file.open(QIODevice::WriteOnly) && file.write(lines) == lines.size() && file.commit(), "write",
-            file.fileName());
+    systems.set(lines);
 }
 
-QByteArray RunningSystems::system(const QByteArray& version, const QByteArray& user, const QByteArray& workingDirectory,
-                                  int pid)
+int OwnRunningSystems::queries() const
 {
-    return version + '\t' + user + '\t' + workingDirectory + '\t' + QByteArray::number(pid) + '\n';
-}
-
-int RunningSystems::queries() const
-{
-    QFile log(directory.filePath("log"));
-    if (!log.exists()) {
-        return 0;
-    }
-    require(log.open(QIODevice::ReadOnly), "read", log.fileName());
-    return log.readAll().count('\n');
-}
-
-PatchPage pageOf(const QStringList& names)
-{
-    PatchPage page;
-    for (const QString& name : names) {
-        page.entry(name, "1 January 2020", "Corrects " + name + ".", name + ".tar");
-    }
-    return page;
+    return systems.queries();
 }
 
 QByteArray markArchive(const FakeInstallation& installation, const QString& name)
@@ -106,7 +70,7 @@ RequestsToLoopback::~RequestsToLoopback()
 
 QString wrongLibraryComplaint()
 {
-    RunningSystems systems;
+    const OwnRunningSystems systems;
     systems.set("#null 12345\n");
     Pidrtsys* records = nullptr;
     return pidrtsys(&records) == 12345 ? QString() : QStringLiteral("this is not the fake library's pidrtsys()");

@@ -4,6 +4,7 @@
 
 #include "fake_installation.h"
 #include "fake_tools.h"
+#include "patch_source.h"
 #include "tavrin_update_bl.h"
 
 /**

@@ -4,6 +4,7 @@
 #include "fake_tools.h"
 
 #include "fake_installation.h"
+#include "test_files.h"
 
 #include <QDir>
 #include <QFile>

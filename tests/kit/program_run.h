@@ -3,6 +3,8 @@
 // While a program runs the event loop turns, and a FakePatchServer in the same process can answer it.
 #pragma once
 
+#include "running_systems.h"
+
 #include <QByteArray>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -149,6 +151,7 @@ private:
     QString directory;
     QProcessEnvironment environment;
     QTemporaryDir homeDirectory;
+    RunningSystems systems;
     QByteArray inputText;
     QVector<int> closedDescriptors;
     bool childSignalIsBlocked = false;

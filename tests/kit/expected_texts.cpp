@@ -1,5 +1,5 @@
 // The report's shape, written out once for all tests. The platform's names are Qt's, as in the program.
-#include "expected_report.h"
+#include "expected_texts.h"
 
 #include <QSysInfo>
 
@@ -37,4 +37,45 @@ QByteArray installingOf(const QString& member)
            "\nUpdate applied_patches.html ...\n"
            "applied_patches.html updated\n"
            "\nYou may restart systems now\n";
+}
+
+QByteArray untilDownload(int count, const QByteArray& answer)
+{
+    QList<UnappliedPatch> patches;
+    for (int i = 1; i <= count; ++i) {
+        patches.append({QStringLiteral("P%1").arg(i), QStringLiteral("text")});
+    }
+    return reportOf(QStringLiteral("5.9"), patches) + NO_CONFLICT + QUESTION + answer + DOWNLOAD;
+}
+
+QByteArray installing(const QByteArray& file, const QList<QByteArray>& members)
+{
+    QByteArray text;
+    for (const QByteArray& member : members) {
+        text += "x /opt/tavrin/5.9/" + member + '\n';
+    }
+    return text + (members.isEmpty() ? "" : "\n") + " ** installed " + file + "\n\n";
+}
+
+QList<UnappliedPatch> patchesOf(int count)
+{
+    QList<UnappliedPatch> patches;
+    for (int i = 1; i <= count; ++i) {
+        patches << UnappliedPatch(QStringLiteral("P%1").arg(i), QStringLiteral("description %1").arg(i));
+    }
+    return patches;
+}
+
+QByteArray appliedPage(const QStringList& names)
+{
+    const QByteArray title = "Patches applied to Tavrin 5.9";
+    QByteArray list;
+    for (const QString& name : names) {
+        list += "<dt>" + name.toUtf8() + "</dt>\n";
+    }
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE html>\n<html "
+           "xmlns=\"http://www.w3.org/1999/xhtml\">\n"
+           "<head><title>" +
+           title + "</title></head>\n<body>\n<h1>" + title + "</h1>\n" +
+           (names.isEmpty() ? "<p>No patches are applied.</p>\n" : "<dl>\n" + list + "</dl>\n") + "</body>\n</html>\n";
 }

@@ -1,6 +1,6 @@
 # One call per test program: tavrin_add_test(NAME tst_url SOURCES tst_url.cpp LIBRARIES tavrin_update_logic LABELS unit).
-# A test runs in a fixed locale and without a display, so that it gives the same result on every machine. Tests that
-# start the built program carry the label endtoend, which also sees to it that the program is built before them.
+# A test runs in a fixed locale and without the user's display, so that its result does not depend on the machine. The
+# label endtoend is for tests that start the built program; it is built before them.
 include_guard()
 include(warnings)
 
@@ -18,17 +18,17 @@ function(tavrin_add_test)
     endif()
 
     add_test(NAME ${TEST_NAME} COMMAND ${TEST_NAME})
-    # QtTest has a limit of its own for all rows of a slot together; the one below is meant to be the only one.
+    # QtTest has its own time limit for a slot with all its rows, which would be shorter than the one below.
     set(environment QT_QPA_PLATFORM=offscreen LC_ALL=C.UTF-8 QTEST_FUNCTION_TIMEOUT=900000 ${TEST_ENVIRONMENT})
     if(TAVRIN_SANITIZE)
         list(APPEND environment
             "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/kit/lsan.supp:print_suppressions=0"
             "UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1")
-        if("gui" IN_LIST TEST_LABELS)
-            # Qt is built without frame pointers; only the slow way shows whose leak it is.
+        if("tavrin_update_gui" IN_LIST TEST_LIBRARIES)
+            # Qt is built without frame pointers; only the slow way shows where a leak is from.
             list(APPEND environment ASAN_OPTIONS=fast_unwind_on_malloc=0)
         endif()
     endif()
-    # Ends a test that hangs. The longest of the others take more than two minutes, on a busy machine much more.
+    # Only ends a test that hangs: a slow test on a busy machine takes minutes.
     set_tests_properties(${TEST_NAME} PROPERTIES LABELS "${TEST_LABELS}" TIMEOUT 900 ENVIRONMENT "${environment}")
 endfunction()

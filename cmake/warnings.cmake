@@ -1,34 +1,61 @@
-# Warnings, hardening and sanitizers for the project's own targets. Everything is PRIVATE: whoever includes our
-# headers does not inherit our taste.
+# Warnings, hardening and sanitizers for the project's own targets. All of it is PRIVATE: code that includes our headers
+# does not get our options. A compiler or linker that does not know an option does without it.
 include_guard()
 include(CheckCXXCompilerFlag)
+include(CheckCXXSourceCompiles)
 
-# What is built remembers its sources by their places in the project, wherever that lies. The compiler takes the map
-# given last first, and a build folder inside the project keeps its place there, so debuggers started in the project's
-# folder find everything.
+function(tavrin_keep_compile_options variable)
+    set(known "")
+    foreach(option ${ARGN})
+        string(MAKE_C_IDENTIFIER "HAS${option}" result)
+        check_cxx_compiler_flag(${option} ${result})
+        if(${result})
+            list(APPEND known ${option})
+        endif()
+    endforeach()
+    set(${variable} ${known} PARENT_SCOPE)
+endfunction()
+
+# Not check_linker_flag, which came with CMake 3.18.
+function(tavrin_keep_link_options variable)
+    set(known "")
+    foreach(option ${ARGN})
+        string(MAKE_C_IDENTIFIER "HAS${option}" result)
+        set(CMAKE_REQUIRED_LINK_OPTIONS ${option})
+        check_cxx_source_compiles("int main() { return 0; }" ${result})
+        if(${result})
+            list(APPEND known ${option})
+        endif()
+    endforeach()
+    set(${variable} ${known} PARENT_SCOPE)
+endfunction()
+
+tavrin_keep_compile_options(tavrin_compile_options
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual
+    -Wsuggest-override -Wmissing-declarations
+    -fstack-protector-strong -fstack-clash-protection -fcf-protection)
+tavrin_keep_link_options(tavrin_link_options -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
+
+# What is built names its sources relative to the project, so it does not depend on where the project is. The compiler
+# uses the map given last. A build folder inside the project keeps its relative place, so a debugger started in the
+# project's folder finds everything.
 check_cxx_compiler_flag(-ffile-prefix-map=/from=/to HAS_FILE_PREFIX_MAP)
-set(tavrin_prefix_maps "")
 if(HAS_FILE_PREFIX_MAP)
     file(RELATIVE_PATH build_folder ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR})
     if(NOT build_folder OR build_folder MATCHES "^\\.\\.")
         set(build_folder build)
     endif()
-    set(tavrin_prefix_maps
+    list(APPEND tavrin_compile_options
         -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=./${build_folder})
 endif()
 
 function(tavrin_target_options target)
-    target_compile_options(${target} PRIVATE
-        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual
-        -Wsuggest-override -Wmissing-declarations
-        $<$<BOOL:${TAVRIN_WERROR}>:-Werror>
-        ${tavrin_prefix_maps}
-        -fstack-protector-strong -fstack-clash-protection -fcf-protection)
-    # Fortified sources need an optimised build; without one the C library answers with a warning.
+    target_compile_options(${target} PRIVATE ${tavrin_compile_options} $<$<BOOL:${TAVRIN_WERROR}>:-Werror>)
+    # Fortified sources need an optimised build; without one the C library's headers warn.
     target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
     target_compile_definitions(${target} PRIVATE
         QT_NO_CAST_TO_ASCII QT_NO_FOREACH QT_DEPRECATED_WARNINGS $<$<NOT:$<CONFIG:Debug>>:_GLIBCXX_ASSERTIONS>)
-    target_link_options(${target} PRIVATE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
+    target_link_options(${target} PRIVATE ${tavrin_link_options})
     if(TAVRIN_SANITIZE)
         target_compile_options(${target} PRIVATE
             -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)

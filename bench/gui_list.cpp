@@ -1,6 +1,6 @@
-// How long the window takes for its two repeated jobs: filling the tree with a list of patches, beside the plain loop
-// that puts in one item and its label after the other, and refreshing the table of running systems, once a second.
-// Run it on the offscreen platform with FAKE_PIDRTSYS naming a file that it may write; it prints milliseconds.
+// Measures the two jobs that the window does again and again: filling the tree with a list of patches, compared with a
+// plain loop that adds each item and its label, and refreshing the table of running systems, once a second. Run it on
+// the offscreen platform with FAKE_PIDRTSYS naming a file that it may write. It prints milliseconds.
 #include "pidrtsys.h"
 #include "tavrin_update_bl.h"
 #include "tavrin_update_widget.h"

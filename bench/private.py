@@ -11,16 +11,17 @@ import threading
 PROJECT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 PROGRAM = f"{PROJECT}/build/release/app/tavrin_update"
 INSTALLATION = "/opt/tavrin/5.9"
-INSIDE = "TAVRIN_BENCH_INSIDE"
+OUTSIDE = "TAVRIN_BENCH_OUTSIDE"
 
 
 def enter_private_opt():
     """Starts this benchmark again with a private /opt, unless it has one already."""
-    if os.environ.get(INSIDE) == "yes":
+    namespace = os.readlink("/proc/self/ns/mnt")
+    if os.environ.get(OUTSIDE, namespace) != namespace:
         return
     subprocess.run([f"{PROJECT}/scripts/setup", "run", "bench"], check=True)
     wrapper = f"{PROJECT}/scripts/with_private_opt"
-    os.execve(wrapper, [wrapper, sys.executable, *sys.argv], dict(os.environ, **{INSIDE: "yes"}))
+    os.execve(wrapper, [wrapper, sys.executable, *sys.argv], dict(os.environ, **{OUTSIDE: namespace}))
 
 
 def make_installation():

@@ -1,4 +1,5 @@
-# One call per test program: tavrin_add_test(NAME tst_url SOURCES tst_url.cpp LIBRARIES tavrin_update_logic LABELS unit).
+# One call per test program:
+#     tavrin_add_test(NAME tst_url SOURCES tst_url.cpp LIBRARIES tavrin_update_logic LABELS unit)
 # A test runs in a fixed locale and without the user's display, so that its result does not depend on the machine. The
 # label endtoend is for tests that start the built program; it is built before them.
 include_guard()

@@ -25,7 +25,7 @@ function(tavrin_add_test)
         list(APPEND environment
             "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/kit/lsan.supp:print_suppressions=0"
             "UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1")
-        if("tavrin_update_gui" IN_LIST TEST_LIBRARIES)
+        if("gui" IN_LIST TEST_LABELS OR "tavrin_update_gui" IN_LIST TEST_LIBRARIES)
             # Qt is built without frame pointers; only the slow way shows where a leak is from.
             list(APPEND environment ASAN_OPTIONS=fast_unwind_on_malloc=0)
         endif()

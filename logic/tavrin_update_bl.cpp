@@ -1,6 +1,6 @@
-// The core of the business logic: its constants, the outlet for fatal errors, the checks of the installation that come
-// before the event loop, and the URL of the patch source. After a failed check the window opens all the same, so every
-// other operation copes with an object on which initialize() stopped early.
+// The core of the business logic: its constants, the checks of the installation that come before the event loop, the
+// URL of the patch source and the texts made from it for the window. After a failed check the window opens all the
+// same, so every other operation copes with an object on which initialize() stopped early.
 #include "tavrin_update_bl.h"
 
 #include "tavrin_update_systeminfo.h"
@@ -11,7 +11,6 @@
 #include <QUrl>
 
 #include <cstdlib>
-#include <iostream>
 #include <utility>
 
 const QString APPLIED_PATCHES_HTML = QStringLiteral("applied_patches.html");
@@ -42,27 +41,12 @@ bool isUsableDirectory(const QFileInfo& entry)
 
 } // namespace
 
-TavrinUpdateBusinessLogic::PatchInfo::PatchInfo(QString patchName, QString patchHeading, bool patchApplied,
-                                                QString patchTarFileName, QString patchDescription)
-    : name(std::move(patchName))
-    , heading(std::move(patchHeading))
-    , applied(patchApplied)
-    , tarFileName(std::move(patchTarFileName))
-    , description(std::move(patchDescription))
-{
-}
-
 TavrinUpdateBusinessLogic::TavrinUpdateBusinessLogic(QString invokedPath)
     : archiveSuffixes{QStringLiteral(".bz2"), QStringLiteral(".tar"), QStringLiteral(".gz"), QStringLiteral(".gzip"),
                       QStringLiteral(".Z")}
     , defaultUrl(PATCH_URL)
     , programPath(std::move(invokedPath))
 {
-}
-
-QString TavrinUpdateBusinessLogic::getUsageString()
-{
-    return QApplication::tr("Usage:  tavrin_update [-lLnQtv]] [-m email] [url]"); // sic: both blanks, both brackets
 }
 
 QString TavrinUpdateBusinessLogic::initialize(const CommandLineOptions& givenOptions)
@@ -169,31 +153,6 @@ QStringList TavrinUpdateBusinessLogic::unwritableEntries(const QFileInfo& direct
     return offenders;
 }
 
-void TavrinUpdateBusinessLogic::failWithMessage(QString message) const
-{
-    if (options.terminal) {
-        const QByteArray bytes = message.toLatin1();
-        std::cerr.write(bytes.constData(), bytes.size()) << std::endl;
-        std::exit(1);
-    }
-    emit processFailed(message);
-}
-
-bool TavrinUpdateBusinessLogic::showProposed() const
-{
-    return options.showProposed;
-}
-
-QString TavrinUpdateBusinessLogic::getReleaseOverriddenWarning() const
-{
-    return releaseOverriddenWarning;
-}
-
-QString TavrinUpdateBusinessLogic::getTavrinRelease() const
-{
-    return release;
-}
-
 QString TavrinUpdateBusinessLogic::validateCurrentUrl(QString url)
 {
     const QString pageName = QStringLiteral("index.html");
@@ -209,15 +168,6 @@ QString TavrinUpdateBusinessLogic::validateCurrentUrl(QString url)
     }
     currentUrl = url;
     return NO_ERROR;
-}
-
-QString TavrinUpdateBusinessLogic::setUrl(QString url)
-{
-    QString failure = validateCurrentUrl(url);
-    if (failure.isEmpty()) {
-        requestUpdatesList();
-    }
-    return failure;
 }
 
 bool TavrinUpdateBusinessLogic::urlIsOverridden() const
@@ -253,8 +203,22 @@ QString TavrinUpdateBusinessLogic::formatForGui(QString text)
     return reflowed;
 }
 
-void TavrinUpdateBusinessLogic::execute()
+QString TavrinUpdateBusinessLogic::getTavrinRelease() const
 {
-    refreshRealTimeSystems();
-    requestUpdatesList();
+    return release;
+}
+
+QString TavrinUpdateBusinessLogic::getReleaseOverriddenWarning() const
+{
+    return releaseOverriddenWarning;
+}
+
+bool TavrinUpdateBusinessLogic::showProposed() const
+{
+    return options.showProposed;
+}
+
+QString TavrinUpdateBusinessLogic::getUsageString()
+{
+    return QApplication::tr("Usage:  tavrin_update [-lLnQtv]] [-m email] [url]"); // sic: both blanks, both brackets
 }

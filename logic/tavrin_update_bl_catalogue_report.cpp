@@ -1,6 +1,6 @@
 // What a terminal run says: the report of the list, the check for running systems, the yes/no question and the mail of
-// a scheduled run. presentText() is the outlet for progress in both modes; nothing here writes to standard error. A
-// line that waits for the user, or comes before work that takes its time, is flushed; presentText() itself is not.
+// a scheduled run. Nothing here writes to standard error. A line that waits for the user, or comes before work that
+// takes its time, is flushed; the report is not.
 #include "tavrin_update_bl.h"
 
 #include <QHostInfo>
@@ -47,23 +47,6 @@ void TavrinUpdateBusinessLogic::presentPatchList()
     }
 }
 
-void TavrinUpdateBusinessLogic::presentText(const QString& text) const
-{
-    if (options.terminal) {
-        const QByteArray bytes = text.toLocal8Bit();
-        std::cout.write(bytes.constData(), bytes.size());
-        return;
-    }
-    // The progress log puts every text on a line of its own.
-    emit appendProgress(text.endsWith(QLatin1Char('\n')) ? text.chopped(1) : text);
-}
-
-void TavrinUpdateBusinessLogic::presentLine(const QString& line) const
-{
-    presentText(line + QLatin1Char('\n'));
-    std::cout.flush();
-}
-
 QString TavrinUpdateBusinessLogic::getHeaderLine() const
 {
     const QString releaseText = releaseOverridden ? tr("overridden to ") + options.release : release;
@@ -72,13 +55,25 @@ QString TavrinUpdateBusinessLogic::getHeaderLine() const
            releaseText + QLatin1Char(' ') + systemDescription;
 }
 
-QString TavrinUpdateBusinessLogic::formatPatchDescription(QString text) const
+QString TavrinUpdateBusinessLogic::emailPatchInfo(QString report) const
 {
-    text = text.trimmed();
-    if (!options.terminal) {
-        return text.simplified();
+    const int count = report.count(tr(NOT_INSTALLED_STRING.toUtf8().constData()));
+    if (count <= 0) {
+        return NO_ERROR;
     }
-    return QLatin1Char('\t') + text.replace(QLatin1Char('\n'), QStringLiteral("\n\t"));
+    QStringList arguments{QStringLiteral("rtmail")};
+    if (options.verbose) {
+        arguments << QStringLiteral("-v");
+    }
+    // sic: no shell takes the quotes away, so the subject carries them, the blank before the second one included.
+    arguments << QStringLiteral("-s") << QLatin1Char('\'') + QString::number(count) + tr(" Tavrin patches available' ")
+              << options.email;
+    QString output;
+    if (!pipeToSystemCommand(QStringLiteral("perl"), arguments, output, report)) {
+        // A scheduled run does not fail for want of mail; only a mailer that sends and complains is reported.
+        return NO_ERROR;
+    }
+    return output;
 }
 
 QString TavrinUpdateBusinessLogic::informStopTavrin()
@@ -93,11 +88,6 @@ QString TavrinUpdateBusinessLogic::informStopTavrin()
         warning += tr("You must stop any instances of Tavrin before applying patches.\n");
     }
     return warning;
-}
-
-void TavrinUpdateBusinessLogic::informStartTavrin() const
-{
-    presentText(tr("\nYou may restart systems now\n"));
 }
 
 void TavrinUpdateBusinessLogic::allowUserToCancel(QString prompt) const
@@ -122,23 +112,7 @@ void TavrinUpdateBusinessLogic::allowUserToCancel(QString prompt) const
     }
 }
 
-QString TavrinUpdateBusinessLogic::emailPatchInfo(QString report) const
+void TavrinUpdateBusinessLogic::informStartTavrin() const
 {
-    const int count = report.count(tr(NOT_INSTALLED_STRING.toUtf8().constData()));
-    if (count <= 0) {
-        return NO_ERROR;
-    }
-    QStringList arguments{QStringLiteral("rtmail")};
-    if (options.verbose) {
-        arguments << QStringLiteral("-v");
-    }
-    // sic: no shell takes the quotes away, so the subject carries them, the blank before the second one included.
-    arguments << QStringLiteral("-s") << QLatin1Char('\'') + QString::number(count) + tr(" Tavrin patches available' ")
-              << options.email;
-    QString output;
-    if (!pipeToSystemCommand(QStringLiteral("perl"), arguments, output, report)) {
-        // A scheduled run does not fail for want of mail; only a mailer that sends and complains is reported.
-        return NO_ERROR;
-    }
-    return output;
+    presentText(tr("\nYou may restart systems now\n"));
 }

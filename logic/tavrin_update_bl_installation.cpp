@@ -4,13 +4,10 @@
 // patch must not keep the others out.
 #include "tavrin_update_bl.h"
 
-#include <QCoreApplication>
 #include <QFile>
-#include <QProcess>
 #include <QUrl>
 
 #include <algorithm>
-#include <csignal>
 #include <cstdlib>
 #include <vector>
 
@@ -19,65 +16,15 @@
 
 namespace {
 
-// How long one program may take to start, and how long to finish.
-constexpr int TIME_LIMIT_MS = 30000;
-
-QString joined(const QStringList& arguments)
+// All downloads are in flight at once, and a local one holds its file open from the start: a thousand of them would not
+// fit into the usual limit. Raised by no more than they need, since the programs started later inherit it. Where it
+// cannot be raised, the download that finds no room says so.
+void allowMoreOpenFiles(rlim_t count)
 {
-    return arguments.join(QLatin1Char(' '));
-}
-
-// One program and how it is started. Where the system refuses a new process (a limit of tasks or of memory, or no
-// descriptor left), Qt 5.15 takes a plain QProcess for started under the process number -1: it reports a success that
-// never was, or in the end kills number -1, which is every process of the user. A derived class is started by fork()
-// instead, whose failure Qt does see.
-class SystemProcess : public QProcess
-{
-public:
-    void startProgram(const QString& command, const QStringList& arguments)
-    {
-        announceEndsOfChildren();
-        start(command, arguments, ReadWrite);
-        refuseStartWithoutProcess();
-    }
-
-    // The command and its arguments in one text, separated by blanks.
-    void startCommandLine(const QString& commandLine)
-    {
-        announceEndsOfChildren();
-        QT_WARNING_PUSH
-        QT_WARNING_DISABLE_DEPRECATED // the newer splitCommand() came with Qt 5.15
-            start(commandLine, ReadWrite);
-        QT_WARNING_POP
-        refuseStartWithoutProcess();
-    }
-
-private:
-    // After fork(), SIGCHLD tells Qt that a program has ended. A caller that blocked it passed that on to this process.
-    static void announceEndsOfChildren()
-    {
-        sigset_t ends;
-        sigemptyset(&ends);
-        sigaddset(&ends, SIGCHLD);
-        pthread_sigmask(SIG_UNBLOCK, &ends, nullptr);
-    }
-
-    // Whatever the version of Qt: what has no process number is not waited for and not killed.
-    void refuseStartWithoutProcess()
-    {
-        if (state() != NotRunning && processId() <= 0) {
-            setErrorString(QCoreApplication::translate("QProcess", "Process failed to start"));
-            setProcessState(NotRunning);
-        }
-    }
-};
-
-void startProcess(SystemProcess& process, const QString& command, const QStringList& arguments)
-{
-    if (arguments.isEmpty()) {
-        process.startCommandLine(command);
-    } else {
-        process.startProgram(command, arguments);
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur += std::min(count, limit.rlim_max - limit.rlim_cur);
+        setrlimit(RLIMIT_NOFILE, &limit);
     }
 }
 
@@ -109,18 +56,6 @@ bool startsInLowerCaseWith(const QString& name, const QString& key)
         }
     }
     return length == key.length();
-}
-
-// All downloads are in flight at once, and a local one holds its file open from the start: a thousand of them would not
-// fit into the usual limit. Raised by no more than they need, since the programs started later inherit it. Where it
-// cannot be raised, the download that finds no room says so.
-void allowMoreOpenFiles(rlim_t count)
-{
-    rlimit limit = {};
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        limit.rlim_cur += std::min(count, limit.rlim_max - limit.rlim_cur);
-        setrlimit(RLIMIT_NOFILE, &limit);
-    }
 }
 
 } // namespace
@@ -234,18 +169,18 @@ void TavrinUpdateBusinessLogic::buildPatchArchiveList(QList<QFileInfo>& archives
     }
 }
 
-bool TavrinUpdateBusinessLogic::isArchive(QString fileName) const
-{
-    return std::any_of(archiveSuffixes.cbegin(), archiveSuffixes.cend(),
-                       [&fileName](const QString& suffix) { return fileName.endsWith(suffix); });
-}
-
 QString TavrinUpdateBusinessLogic::unpackArchive(QFileInfo& archive) const
 {
     if (!archive.isFile() || !isArchive(archive.fileName())) {
         return NO_ERROR;
     }
     return decompress(archive);
+}
+
+bool TavrinUpdateBusinessLogic::isArchive(QString fileName) const
+{
+    return std::any_of(archiveSuffixes.cbegin(), archiveSuffixes.cend(),
+                       [&fileName](const QString& suffix) { return fileName.endsWith(suffix); });
 }
 
 QString TavrinUpdateBusinessLogic::decompress(QFileInfo& archive) const
@@ -276,68 +211,6 @@ QString TavrinUpdateBusinessLogic::decompress(QFileInfo& archive) const
     if (!output.isEmpty()) {
         presentText(output + QLatin1Char('\n'));
     }
-    return NO_ERROR;
-}
-
-bool TavrinUpdateBusinessLogic::pipeToSystemCommand(QString command, QStringList arguments, QString& output,
-                                                    QString input) const
-{
-    output = NO_ERROR;
-    if (options.verbose) {
-        presentText(tr("Executing system command: %1 ").arg(command) + joined(arguments) + QLatin1Char('\n'));
-    }
-    SystemProcess process;
-    process.startProgram(command, arguments);
-    if (!input.isEmpty()) {
-        if (!process.waitForStarted(TIME_LIMIT_MS)) {
-            output = tr("Failed to start system command: %1").arg(command) + QLatin1Char(' ') + joined(arguments) +
-                     QStringLiteral(":\n") + process.errorString();
-            return false;
-        }
-        process.write(input.toLatin1().constData());
-        process.closeWriteChannel();
-    }
-    if (!process.waitForFinished(TIME_LIMIT_MS)) {
-        output = tr("System command '%1' failed:\n").arg(command) + QStringLiteral("  ") + process.errorString();
-        return false;
-    }
-    output = QString::fromUtf8(process.readAllStandardError());
-    if (output.isEmpty()) {
-        output = QString::fromUtf8(process.readAllStandardOutput());
-    }
-    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
-}
-
-QString TavrinUpdateBusinessLogic::systemCommandChain(QString firstCommand, QStringList firstArguments,
-                                                      QString secondCommand, QStringList secondArguments,
-                                                      QByteArray& output) const
-{
-    const QString incomplete = tr("System command did not complete\n'%1'\n");
-    SystemProcess first;
-    startProcess(first, firstCommand, firstArguments);
-    if (!first.waitForFinished(TIME_LIMIT_MS)) {
-        return incomplete.arg(firstCommand) + first.errorString();
-    }
-    const QByteArray firstErrors = first.readAllStandardError();
-    if (!firstErrors.isEmpty()) {
-        return QString::fromUtf8(firstErrors);
-    }
-
-    SystemProcess second;
-    startProcess(second, secondCommand, secondArguments);
-    if (!second.waitForStarted(TIME_LIMIT_MS)) {
-        return tr("Failed to start system command '%1'\n").arg(secondCommand) + second.errorString();
-    }
-    second.write(first.readAllStandardOutput());
-    second.closeWriteChannel();
-    if (!second.waitForFinished(TIME_LIMIT_MS)) {
-        return incomplete.arg(secondCommand) + second.errorString();
-    }
-    const QByteArray secondErrors = second.readAllStandardError();
-    if (!secondErrors.isEmpty()) {
-        return QString::fromUtf8(secondErrors);
-    }
-    output = second.readAllStandardOutput();
     return NO_ERROR;
 }
 

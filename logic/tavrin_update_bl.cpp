@@ -5,7 +5,7 @@
 
 #include "tavrin_update_systeminfo.h"
 
-#include <QApplication>
+#include <QCoreApplication>
 #include <QNetworkProxy>
 #include <QSysInfo>
 #include <QUrl>
@@ -31,7 +31,7 @@ const QString TAR_COMMAND = QStringLiteral("bsdtar");
 
 namespace {
 
-// Installations elsewhere were put there by hand and are patched by hand.
+// An installation elsewhere was put there by hand and has to be patched by hand.
 const QString STANDARD_LOCATION = QStringLiteral("/opt/tavrin/");
 
 bool isUsableDirectory(const QFileInfo& entry)
@@ -102,8 +102,9 @@ QString TavrinUpdateBusinessLogic::initialize(const CommandLineOptions& givenOpt
     return NO_ERROR;
 }
 
-// Points `directory` at the overriding release beside the installed one. From there on the run can only list: whoever
-// overrides the release works in an environment that is set up for another one.
+// Points `directory` at the overriding release beside the installed one. From then on the run can only list, because
+// the environment is set up for the installed release. Required: an invalid override goes to failWithMessage(), where
+// every other check returns its message.
 void TavrinUpdateBusinessLogic::overrideRelease(QFileInfo& directory)
 {
     installDir.setPath(directory.absoluteFilePath());
@@ -187,14 +188,14 @@ QString TavrinUpdateBusinessLogic::getCurrentUrlString() const
 
 QString TavrinUpdateBusinessLogic::getWindowTitle() const
 {
-    // The title is translated with its release in it, so a catalogue can give one release a title of its own.
+    // Required: the release is filled in before the translation, so a catalogue can give one release its own title.
     const QString title = QStringLiteral("Update Tavrin version '%1'").arg(release, 0, QLatin1Char(' '));
-    return QApplication::tr(title.toLocal8Bit().constData());
+    return QCoreApplication::translate("QApplication", title.toLocal8Bit().constData());
 }
 
 QString TavrinUpdateBusinessLogic::formatForGui(QString text)
 {
-    QString reflowed;
+    QString reflowed; // required: ends in a blank or a line break, whatever the text
     const QStringList lines = text.split(QLatin1Char('\n'));
     for (const QString& line : lines) {
         reflowed += line;
@@ -220,5 +221,6 @@ bool TavrinUpdateBusinessLogic::showProposed() const
 
 QString TavrinUpdateBusinessLogic::getUsageString()
 {
-    return QApplication::tr("Usage:  tavrin_update [-lLnQtv]] [-m email] [url]"); // sic: both blanks, both brackets
+    // Required: two blanks after the colon and the doubled bracket.
+    return QCoreApplication::translate("QApplication", "Usage:  tavrin_update [-lLnQtv]] [-m email] [url]");
 }

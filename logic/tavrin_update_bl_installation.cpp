@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <vector>
 
-#include <malloc.h>
 #include <sys/resource.h>
 
 namespace {
@@ -131,8 +130,6 @@ void TavrinUpdateBusinessLogic::storeDownload(QNetworkReply* reply)
 
 void TavrinUpdateBusinessLogic::installPatches()
 {
-    // Each program started below copies this process's page tables; the downloads have left many empty pages.
-    malloc_trim(0);
     presentText(tr("\nApply patches to Tavrin installation ...\n\n"));
     QList<QFileInfo> archives;
     buildPatchArchiveList(archives);

@@ -16,6 +16,7 @@
 
 class QByteArray;
 class QUrl;
+class QXmlStreamReader;
 
 /** Heading put before the proposed steps of a dry run; both faces of the program show it. */
 const QString SHOW_PROPOSED_TEXT =
@@ -32,7 +33,7 @@ extern const QString NOT_INSTALLED_STRING;
 extern const QString PATCH_URL;
 extern const QString PATCHED_DIR;
 extern const QString PATCHES_DIR;
-extern const QString START_STOP_EXEC_NAME;
+extern const QString START_STOP_EXEC_NAME; // required, though nothing in this program reads it
 extern const QString TAR_COMMAND;
 
 /** The business logic of one run of the updater. Exactly one instance exists; it lives on the main thread. */
@@ -42,13 +43,13 @@ class TavrinUpdateBusinessLogic : public QObject
 
 public:
     /**
-     * What the command line asks for. A record that never went through parseCommandLine() describes a verbose
-     * terminal run.
+     * What the command line asks for. Required: a record that never went through parseCommandLine() describes a
+     * verbose terminal run.
      */
     struct CommandLineOptions
     {
         bool apply = false;
-        bool showProposed; // unset until the command line is parsed: no default is right for every caller
+        bool showProposed; // required to be unset until parseCommandLine() sets it
         bool terminal = true;
         bool listUnapplied = false;
         bool listAll = false;
@@ -72,18 +73,19 @@ public:
         QString description;
     };
 
-    /** Makes an idle object for the program path as invoked; no connection, no network, no file is touched. */
+    /** Makes an idle object for the program path as invoked. It opens no connection and touches no file. */
     explicit TavrinUpdateBusinessLogic(QString invokedPath);
 
-    /** One line on how to call the program. */
+    /** One line on how to call the program. Required, though nothing in this program calls it. */
     QString getUsageString();
 
     // The installation and the patch source.
 
     /**
      * Finds the installation through TAVRIN, settles the release, checks location and write access, chooses the patch
-     * source and wires the network managers. Returns NO_ERROR or the first failed check, leaving set whatever came
-     * before it. An invalid release override or URL goes to failWithMessage() instead, which can end the process.
+     * source and connects the network managers. Returns NO_ERROR or the message of the first check that failed; what
+     * was set before that check stays set. An invalid release override or URL goes to failWithMessage() instead, which
+     * can end the process. Emits processFailed() in that case only.
      */
     [[nodiscard]] QString initialize(const CommandLineOptions& givenOptions);
 
@@ -96,7 +98,7 @@ public:
     /** True when this run shows its steps instead of taking them. */
     bool showProposed() const;
 
-    /** The warning about a release override; empty when none is in force. */
+    /** The warning about a release override; empty when the release is not overridden. */
     QString getReleaseOverriddenWarning() const;
 
     /** The name of the release being patched. */
@@ -123,7 +125,7 @@ public:
     /** The title of the window, naming the release. */
     QString getWindowTitle() const;
 
-    /** Joins the broken lines of a terminal text for a widget that wraps by itself; ends of sentences stay. */
+    /** Joins the lines of a terminal text for a widget that wraps by itself; a line that ends in "." stays a line. */
     QString formatForGui(QString text);
 
     // The list of patches.
@@ -133,11 +135,12 @@ public:
 
     /**
      * Empties the list of patches and asks for the list page of the URL in use; the answer arrives in
-     * patchListReceived(). An earlier request that is still outstanding is superseded by this one.
+     * patchListReceived(). The answer to an earlier request that is still outstanding is dropped. Returns at once,
+     * emits nothing, never ends the process.
      */
     void requestUpdatesList();
 
-    /** True when the reply's HTTP status asks to look elsewhere. A reply without a status is no redirect. */
+    /** True when the reply's HTTP status is a redirect. A reply without a status is none. */
     bool isHttpRedirect(QNetworkReply* reply);
 
     /**
@@ -149,20 +152,20 @@ public:
     /** Appends one record to the list of patches. */
     void addPatchToList(QString name, QString heading, bool applied, QString tarFileName, QString description);
 
-    /** Sets every record's applied flag, and the count of unapplied ones, from the installation's marker files. */
+    /** Sets every record's applied flag, and the number of unapplied patches, from the installation's marker files. */
     void determinePatchesApplied();
 
     /**
-     * Moves the cursor to the next patch, the first one at the start of a walk. Returns false at the end, which also
-     * readies the cursor for the next walk: walk to the end, always.
+     * Moves the cursor to the next patch, at the start of a walk to the first one. Returns false at the end and resets
+     * the cursor for the next walk. A walk that stops before the end would make the next one start in the middle.
      */
     bool nextPatch();
 
-    // The record under the cursor; outside a walk these give a single blank, and false.
+    // The record under the cursor. Required: outside a walk the texts are a single blank, and the flag is false.
     QString getPatchName() const;
     QString getTarFileName() const;
     QString getPatchDescription() const;
-    QString getPatchDate() const; // with the blank in front that parts it from the name
+    QString getPatchDate() const; // begins with the blank that follows the name
     bool patchIsInstalled() const;
 
     /** Sets the applied flag of the record under the cursor; call it inside a walk only. */
@@ -180,14 +183,14 @@ public:
     // The terminal dialogue.
 
     /**
-     * Prints the report of the list, or mails it when an address was given. A mailer that succeeds but prints something
-     * ends the process with status 1 and that text.
+     * Prints the report of the list, or mails it when an address was given. What a successful mailer printed goes to
+     * failWithMessage(), which can end the process.
      */
     void presentPatchList();
 
     /**
-     * The one outlet for progress text: standard output, as it stands, in a terminal; otherwise appendProgress()
-     * without one trailing line break.
+     * The only way out for progress text. Terminal mode: the text goes to standard output as it is. Window mode: emits
+     * appendProgress() with the text less one trailing line break.
      */
     void presentText(const QString& text) const;
 
@@ -207,26 +210,26 @@ public:
     void allowUserToCancel(QString prompt) const;
 
     /**
-     * Mails the report when it names an unapplied patch. Returns what a successful mailer printed and NO_ERROR when
-     * the mailer failed: this way round on purpose, so that a scheduled run never fails for want of mail.
+     * Mails the report when it names an unapplied patch. Returns what a successful mailer printed, and NO_ERROR when
+     * the mailer failed. Required this way round: a scheduled run does not fail because no mail could be sent.
      */
     [[nodiscard]] QString emailPatchInfo(QString report) const;
 
     // Download and installation.
 
     /**
-     * Downloads and installs the missing patches, or shows the steps in a dry run, which ends a terminal run with
-     * status 0. The installation itself happens when the last download has come in.
+     * Starts the download of the missing patches; they are installed when the last download has come in. In a dry run
+     * it shows the steps instead and, in terminal mode, ends the process with status 0.
      */
     void applyPatches();
 
-    /** Announces the downloads and, when patches may be applied, issues all of them at once. */
+    /** Announces the downloads and, when patches may be applied, starts all of them at once. */
     void beginDownload();
 
     /** Appends one entry per patch not installed, in the order of the list. */
     void buildPatchArchiveList(QList<QFileInfo>& archives);
 
-    /** True when the name ends in a known archive suffix, letter case included. */
+    /** True when the name ends in a known archive suffix; upper and lower case differ. */
     bool isArchive(QString fileName) const;
 
     /** Decompresses the archive in place where the name asks for it, then extracts it. See unpackArchive(). */
@@ -248,12 +251,13 @@ public:
     /**
      * Runs the first program, then the second with the first one's standard output as its input, waiting up to
      * 30 seconds for each. Returns NO_ERROR with the second one's standard output in `output`, or a message: a program
-     * that did not start or finish, or whatever either wrote to standard error. Exit codes do not count.
+     * that did not start or finish, or whatever either wrote to standard error. Exit codes do not count. Required,
+     * though nothing in this program calls it.
      */
     [[nodiscard]] QString systemCommandChain(QString firstCommand, QStringList firstArguments, QString secondCommand,
                                              QStringList secondArguments, QByteArray& output) const;
 
-    /** Marks the patch whose name starts with the archive's base name, letter case aside, as applied. */
+    /** Marks the first patch as applied whose name starts with the archive's base name, in any letter case. */
     void setPatchApplied(QFileInfo archive);
 
     /** Has the installation's script regenerate its page of applied patches. Returns NO_ERROR or a message. */
@@ -281,16 +285,21 @@ private slots:
     void patchListReceived(QNetworkReply* reply);
 
 private:
+    using ReplySlot = void (TavrinUpdateBusinessLogic::*)(QNetworkReply*);
+
     void overrideRelease(QFileInfo& directory);
     QStringList unwritableEntries(const QFileInfo& directory) const;
-    static QNetworkReply* sendRequest(QNetworkAccessManager& manager, const QUrl& url);
-    static bool transferFailed(const QNetworkReply& reply, QString& reason);
-    void reportFailedFetch(const QNetworkReply& reply, const QString& reason);
     void continueTerminalRun();
+    [[nodiscard]] static QString findListMarker(QXmlStreamReader& page, const QString& url);
+    [[nodiscard]] QString readEntries(QXmlStreamReader& page);
     bool cursorIsOnPatch() const;
-    void presentLine(const QString& line) const;
-    void storeDownload(QNetworkReply* reply);
+    void makeRoomForDownloads();
+    void storeDownload(QNetworkReply& reply);
     void installPatches();
+    void presentLine(const QString& line) const;
+    QNetworkReply* sendRequest(QNetworkAccessManager& manager, const QUrl& url, ReplySlot whenFinished);
+    [[nodiscard]] static QString listFetchFailure(const QNetworkReply& reply);
+    [[nodiscard]] static QString downloadFailure(const QNetworkReply& reply);
 
     QNetworkAccessManager downloadManager;
     QNetworkAccessManager patchListManager;

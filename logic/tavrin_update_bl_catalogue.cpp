@@ -1,6 +1,6 @@
-// The list of patches: the parser of its page, the records with their shared cursor, the question which of them are
-// applied, and whether a running system conflicts. The page is read as a stream of tokens and must be well-formed
-// markup. Nothing here prints, asks for a page or ends the process.
+// The list of patches: the parser of its page, the records with their shared cursor, which of them are applied, and
+// whether a running system conflicts. The page is read as a stream of tokens and must be well-formed markup. Nothing
+// here prints, requests a page or ends the process.
 #include "tavrin_update_bl.h"
 
 #include "tavrin_update_systeminfo.h"
@@ -24,25 +24,38 @@ void TavrinUpdateBusinessLogic::refreshRealTimeSystems()
             break;
         }
     }
-    delete systems;
+    delete systems; // required: not delete[], though it is an array; the record's operators free both alike
 }
 
 QString TavrinUpdateBusinessLogic::parsePatchList(QNetworkReply* reply)
 {
     QXmlStreamReader page(reply);
+    QString failure = findListMarker(page, reply->url().toDisplayString());
+    if (failure.isEmpty()) {
+        failure = readEntries(page);
+    }
+    return failure;
+}
+
+// Reads up to the comment that begins the list of patches, without which the page is not a list.
+QString TavrinUpdateBusinessLogic::findListMarker(QXmlStreamReader& page, const QString& url)
+{
     bool markerFound = false;
     while (!markerFound && !page.atEnd()) {
         markerFound = page.readNext() == QXmlStreamReader::Comment &&
                       page.text().toString().simplified().toLower().contains(NEW_PATCH_HEADER);
     }
-    const QString url = reply->url().toDisplayString();
     if (page.hasError()) {
         return tr("Failed to find list of patches in page source at %1:\n%2\n").arg(url, page.errorString());
     }
     if (!markerFound) {
         return tr("Failed to find list of patches in page source at %1").arg(url);
     }
+    return NO_ERROR;
+}
 
+QString TavrinUpdateBusinessLogic::readEntries(QXmlStreamReader& page)
+{
     enum class Entry
     {
         Outside,
@@ -60,7 +73,7 @@ QString TavrinUpdateBusinessLogic::parsePatchList(QNetworkReply* reply)
             } else if (page.name() == QLatin1String("blockquote")) {
                 entry = Entry::BlockQuote;
             }
-            // Links add up until an entry is complete, whichever element carries them.
+            // Required: links add up until an entry is complete, whichever elements carry them.
             link += page.attributes().value(HREF_ATTRIBUTE);
             continue;
         }
@@ -82,11 +95,12 @@ QString TavrinUpdateBusinessLogic::parsePatchList(QNetworkReply* reply)
         if (link.isEmpty()) {
             return tr("Error obtaining tar file name for patch ") + heading + QLatin1Char(' ') + text;
         }
-        // Trial patches are published under varying names but recorded in the installation under one.
+        // Trial patches are published under varying names and recorded in the installation under this one.
         const QString trialPatch = QStringLiteral("TrialPatch");
         if (name.startsWith(trialPatch)) {
             name = trialPatch;
         }
+        // Required: the first text of the quote is the description; what follows a child element is dropped.
         addPatchToList(name, heading, false, link, text);
         heading.clear();
         link.clear();
@@ -115,8 +129,7 @@ void TavrinUpdateBusinessLogic::determinePatchesApplied()
 {
     patchesNeeded = 0;
     QDir markers = installDir;
-    // Without the directory the markers are looked for in the installation directory itself.
-    markers.cd(PATCHED_DIR);
+    markers.cd(PATCHED_DIR); // required: when this fails, the markers are those in the installation directory itself
     const QStringList listing = markers.entryList(QDir::Files, QDir::NoSort);
     QSet<QString> names;
     names.reserve(listing.size());
@@ -180,6 +193,7 @@ QString TavrinUpdateBusinessLogic::getPatchDate() const
         return QStringLiteral(" ");
     }
     const QString& heading = currentPatch->heading;
+    // Required: a heading without a blank is all date.
     return heading.mid(qMax(0, heading.indexOf(QLatin1Char(' '))));
 }
 

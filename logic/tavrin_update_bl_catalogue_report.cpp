@@ -65,13 +65,12 @@ QString TavrinUpdateBusinessLogic::emailPatchInfo(QString report) const
     if (options.verbose) {
         arguments << QStringLiteral("-v");
     }
-    // sic: no shell takes the quotes away, so the subject carries them, the blank before the second one included.
+    // Required: no shell removes the quotes, so they are part of the subject, as is the blank at its end.
     arguments << QStringLiteral("-s") << QLatin1Char('\'') + QString::number(count) + tr(" Tavrin patches available' ")
               << options.email;
     QString output;
     if (!pipeToSystemCommand(QStringLiteral("perl"), arguments, output, report)) {
-        // A scheduled run does not fail for want of mail; only a mailer that sends and complains is reported.
-        return NO_ERROR;
+        return NO_ERROR; // required: a scheduled run does not fail because no mail could be sent
     }
     return output;
 }
@@ -97,7 +96,7 @@ void TavrinUpdateBusinessLogic::allowUserToCancel(QString prompt) const
     }
     presentLine(prompt);
     std::string answer;
-    // A closed input means yes: a run that was started without one has nobody to ask.
+    // Required: the end of the input means yes, for a run that was started without anyone to ask.
     while (std::getline(std::cin, answer)) {
         const char first = answer.empty() ? '\0' : answer.front();
         if (first == 'n' || first == 'N') {

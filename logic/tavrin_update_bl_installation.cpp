@@ -1,7 +1,7 @@
 // From the missing patches to an updated installation: all downloads at once into the installation's patches
 // directory and, when the last one is in, one archive after the other over the installation, then its page of applied
-// patches. In window mode failWithMessage() returns and every step carries on after it; that is wanted, because one bad
-// patch must not keep the others out.
+// patches. In window mode failWithMessage() returns. Required: every step goes on after it, so that one bad patch does
+// not keep the others from being installed.
 #include "tavrin_update_bl.h"
 
 #include <QFile>
@@ -15,10 +15,11 @@
 
 namespace {
 
-// All downloads are in flight at once, and a local one holds its file open from the start: a thousand of them would not
-// fit into the usual limit. Raised by no more than they need, since the programs started later inherit it. Where it
-// cannot be raised, the download that finds no room says so.
-void allowMoreOpenFiles(rlim_t count)
+// The number of downloads for which the limit of open files was raised in this run; kept on the download manager.
+const char DOWNLOADS_WITH_ROOM_PROPERTY[] = "downloadsWithRoom";
+
+// The system's hard limit may leave less room than that. The download that finds none then fails with its message.
+void raiseLimitOfOpenFiles(rlim_t count)
 {
     rlimit limit = {};
     if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
@@ -27,21 +28,21 @@ void allowMoreOpenFiles(rlim_t count)
     }
 }
 
-// Moves what the reply holds into the file through one buffer, so that a large body is never in memory twice.
-void drain(QNetworkReply& reply, QFile& file)
+// Writes the body in pieces, so that a large one is never in memory twice.
+void writeBody(QNetworkReply& reply, QFile& file)
 {
     std::vector<char> buffer(1 << 18);
     const auto capacity = static_cast<qint64>(buffer.size());
     for (qint64 size = reply.read(buffer.data(), capacity); size > 0; size = reply.read(buffer.data(), capacity)) {
         if (file.write(buffer.data(), size) != size) {
-            return; // a full disk: the archive tool reports the archive that was cut off
+            return; // the disk is full: the archive tool will report the incomplete archive
         }
     }
 }
 
-// Whether the name in lower case starts with the key, which is in lower case already. As long as the letters are ASCII
-// no lower-case copy of the name is needed: every archive is compared with the names of all patches before its own.
-bool startsInLowerCaseWith(const QString& name, const QString& key)
+// Whether the name, in lower case, starts with the key, which is in lower case already. An ASCII name is compared
+// without a lower-case copy: every archive is compared with the names of all patches before its own.
+bool nameInLowerCaseStartsWith(const QString& name, const QString& key)
 {
     const int length = qMin(name.length(), key.length());
     for (int i = 0; i < length; ++i) {
@@ -65,7 +66,7 @@ void TavrinUpdateBusinessLogic::applyPatches()
         beginDownload();
     } else if (options.showProposed) {
         beginDownload();
-        // Without leave to apply, this shows the step's heading and cannot fail.
+        // As nothing may be applied, this only shows the heading of the step and cannot fail.
         const QString unusedResult = updateAppliedPatchesHtml();
         Q_UNUSED(unusedResult)
         informStartTavrin();
@@ -77,27 +78,47 @@ void TavrinUpdateBusinessLogic::applyPatches()
 
 void TavrinUpdateBusinessLogic::beginDownload()
 {
+    // Required: it is the dry run that announces the installation as well.
     presentText(options.showProposed ? tr("Download and install patch files ...\n") : tr("Download patch files ...\n"));
     downloadReplies.clear();
-    allowMoreOpenFiles(static_cast<rlim_t>(patches.count()));
+    if (options.apply) {
+        makeRoomForDownloads();
+    }
     while (nextPatch()) {
         if (options.apply && !patchIsInstalled()) {
-            downloadReplies.append(sendRequest(downloadManager, QUrl(currentUrl + getTarFileName())));
+            // Required: nothing is put between the two; the link of the page can hold links that came before it.
+            downloadReplies.append(sendRequest(downloadManager, QUrl(currentUrl + getTarFileName()),
+                                               &TavrinUpdateBusinessLogic::downloadComplete));
         }
+    }
+}
+
+// All downloads are in flight at once, and a download from a local source holds its file open from the start: a
+// thousand of them exceed the usual limit of open files. The limit grows by no more than they need, since the programs
+// started later inherit it. In the window the user can apply again, even while downloads are in flight; the limit is
+// raised again only for downloads beyond the number for which it was raised before.
+void TavrinUpdateBusinessLogic::makeRoomForDownloads()
+{
+    const auto inFlight = downloadManager.findChildren<QNetworkReply*>(QString(), Qt::FindDirectChildrenOnly).count();
+    const auto missing =
+        std::count_if(patches.cbegin(), patches.cend(), [](const PatchInfo& patch) { return !patch.applied; });
+    const int needed = inFlight + static_cast<int>(missing);
+    const int available = downloadManager.property(DOWNLOADS_WITH_ROOM_PROPERTY).toInt();
+    if (missing > 0 && needed > available) {
+        raiseLimitOfOpenFiles(static_cast<rlim_t>(needed - available));
+        downloadManager.setProperty(DOWNLOADS_WITH_ROOM_PROPERTY, needed);
     }
 }
 
 void TavrinUpdateBusinessLogic::downloadComplete(QNetworkReply* reply)
 {
-    QString reason;
-    if (transferFailed(*reply, reason)) {
-        reply->deleteLater();
-        failWithMessage(tr("Download of %1 failed: %2\n").arg(reply->url().toString(QUrl::FullyEncoded), reason));
+    const QString failure = downloadFailure(*reply);
+    if (!failure.isEmpty()) {
+        failWithMessage(failure);
     } else if (isHttpRedirect(reply)) {
-        reply->deleteLater();
         failWithMessage(tr("Download request was redirected.\n"));
     } else {
-        storeDownload(reply);
+        storeDownload(*reply);
     }
     downloadReplies.removeAll(reply);
     reply->deleteLater();
@@ -106,20 +127,18 @@ void TavrinUpdateBusinessLogic::downloadComplete(QNetworkReply* reply)
     }
 }
 
-void TavrinUpdateBusinessLogic::storeDownload(QNetworkReply* reply)
+void TavrinUpdateBusinessLogic::storeDownload(QNetworkReply& reply)
 {
     QDir directory = installDir;
     if (!directory.cd(PATCHES_DIR)) {
-        reply->deleteLater();
         failWithMessage(tr("Failed to access patch download directory, %1/patches.").arg(directory.absolutePath()));
     }
-    const QFileInfo target(directory, QFileInfo(reply->url().path(QUrl::FullyDecoded)).fileName());
+    const QFileInfo target(directory, QFileInfo(reply.url().path(QUrl::FullyDecoded)).fileName());
     QFile file(target.absoluteFilePath());
     if (file.open(QIODevice::WriteOnly)) {
-        drain(*reply, file);
+        writeBody(reply, file);
         file.close();
     } else {
-        reply->deleteLater();
         failWithMessage(tr("Failed to open local patch file, %1").arg(target.absoluteFilePath()));
     }
     if (file.size() == 0) {
@@ -138,7 +157,7 @@ void TavrinUpdateBusinessLogic::installPatches()
         if (!failure.isEmpty()) {
             failWithMessage(failure);
         }
-        setPatchApplied(archive);
+        setPatchApplied(archive); // required after a failure as well
         presentText(tr(" ** installed %1\n\n").arg(archive.fileName()));
     }
     if (!releaseOverridden) {
@@ -158,7 +177,7 @@ void TavrinUpdateBusinessLogic::installPatches()
 void TavrinUpdateBusinessLogic::buildPatchArchiveList(QList<QFileInfo>& archives)
 {
     QDir directory = installDir;
-    directory.cd(PATCHES_DIR); // where it cannot be entered, the downloads went into the installation directory
+    directory.cd(PATCHES_DIR); // when this fails, the downloads were stored in the installation directory
     while (nextPatch()) {
         if (!patchIsInstalled()) {
             archives.append(QFileInfo(directory, getTarFileName()));
@@ -215,11 +234,12 @@ void TavrinUpdateBusinessLogic::setPatchApplied(QFileInfo archive)
 {
     const QString key = archive.baseName().toLower();
     for (PatchInfo& patch : patches) {
-        if (startsInLowerCaseWith(patch.name, key)) {
+        if (nameInLowerCaseStartsWith(patch.name, key)) {
             patch.applied = true;
             return;
         }
     }
+    // Required: no line break at the end.
     presentText(tr("Internal error: Failed to mark update %1 applied.").arg(archive.fileName()));
 }
 

@@ -1,6 +1,6 @@
-// The ways out of the business logic and into it: progress text, fatal errors, network requests and the judgement of
-// their replies, and external programs. Every other file of the class calls these, and nothing here calls back. In
-// window mode failWithMessage() returns, so whoever calls it says what happens then.
+// Input and output of the business logic: progress text, fatal errors, network requests, the check whether a reply is
+// whole, and external programs. Most other files of the class call these functions; nothing here calls them back, and
+// the slot for a reply comes in as an argument. In window mode failWithMessage() returns, and the caller goes on.
 #include "tavrin_update_bl.h"
 
 #include <QCoreApplication>
@@ -17,15 +17,15 @@ namespace {
 // How long one program may take to start, and how long to finish.
 constexpr int TIME_LIMIT_MS = 30000;
 
-QString joined(const QStringList& arguments)
+QString separatedByBlanks(const QStringList& arguments)
 {
     return arguments.join(QLatin1Char(' '));
 }
 
-// One program and how it is started. Where the system refuses a new process (a limit of tasks or of memory, or no
-// descriptor left), Qt 5.15 takes a plain QProcess for started under the process number -1: it reports a success that
-// never was, or in the end kills number -1, which is every process of the user. A derived class is started by fork()
-// instead, whose failure Qt does see.
+// A QProcess that notices when the system refuses a new process (a limit of tasks or of memory, or no descriptor left).
+// Qt 5.15 overlooks that failure of a plain QProcess: it goes on with the process number -1 and reports success, or in
+// the end kills number -1, which is every process of the user. A derived class is started with fork(), whose failure Qt
+// does notice.
 class SystemProcess : public QProcess
 {
 public:
@@ -48,7 +48,8 @@ public:
     }
 
 private:
-    // After fork(), SIGCHLD tells Qt that a program has ended. A caller that blocked it passed that on to this process.
+    // After fork(), Qt learns from SIGCHLD that a program has ended. This process inherits it blocked when its caller
+    // blocked it.
     static void announceEndsOfChildren()
     {
         sigset_t ends;
@@ -57,7 +58,7 @@ private:
         pthread_sigmask(SIG_UNBLOCK, &ends, nullptr);
     }
 
-    // Whatever the version of Qt: what has no process number is not waited for and not killed.
+    // A second check, for other versions of Qt: without a process number there is nothing to wait for or to kill.
     void refuseStartWithoutProcess()
     {
         if (state() != NotRunning && processId() <= 0) {
@@ -67,13 +68,38 @@ private:
     }
 };
 
-void startProcess(SystemProcess& process, const QString& command, const QStringList& arguments)
+void startPartOfChain(SystemProcess& process, const QString& command, const QStringList& arguments)
 {
-    if (arguments.isEmpty()) {
+    if (arguments.isEmpty()) { // required: Qt then splits the command into the program and its arguments
         process.startCommandLine(command);
     } else {
         process.startProgram(command, arguments);
     }
+}
+
+// When a server hangs up early, Qt takes what has come for the whole body, once in some hundred times. The length that
+// the server announced shows it. The end of a body in chunks is marked in the body itself, and Qt goes by that; a
+// length announced beside the chunks means nothing.
+bool isCutShort(const QNetworkReply& reply)
+{
+    const bool isWholeFile = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 200;
+    const bool isInChunks = reply.rawHeader("Transfer-Encoding").toLower().contains("chunked");
+    const qint64 announced = reply.header(QNetworkRequest::ContentLengthHeader).toLongLong();
+    return isWholeFile && !isInChunks && reply.bytesAvailable() < announced;
+}
+
+bool isWhole(const QNetworkReply& reply)
+{
+    return reply.error() == QNetworkReply::NoError && !isCutShort(reply);
+}
+
+// May be empty, since Qt can report an error without a text.
+QString failureReason(const QNetworkReply& reply)
+{
+    if (reply.error() != QNetworkReply::NoError) {
+        return reply.errorString();
+    }
+    return QCoreApplication::translate("QHttp", "Connection closed"); // the text that Qt itself gives for an early end
 }
 
 } // namespace
@@ -85,7 +111,7 @@ void TavrinUpdateBusinessLogic::presentText(const QString& text) const
         std::cout.write(bytes.constData(), bytes.size());
         return;
     }
-    // The progress log puts every text on a line of its own.
+    // The progress log adds a line break to every text.
     emit appendProgress(text.endsWith(QLatin1Char('\n')) ? text.chopped(1) : text);
 }
 
@@ -105,30 +131,40 @@ void TavrinUpdateBusinessLogic::failWithMessage(QString message) const
     emit processFailed(message);
 }
 
-QNetworkReply* TavrinUpdateBusinessLogic::sendRequest(QNetworkAccessManager& manager, const QUrl& url)
+QNetworkReply* TavrinUpdateBusinessLogic::sendRequest(QNetworkAccessManager& manager, const QUrl& url,
+                                                      ReplySlot whenFinished)
 {
     QNetworkReply* reply = manager.get(QNetworkRequest(url));
-    if (reply->isFinished() && reply->error() == QNetworkReply::ProtocolInvalidOperationError) {
-        // Qt refuses a file URL that names a host at once, and its manager never says that the reply is finished.
-        QTimer::singleShot(0, reply, [&manager, reply] { emit manager.finished(reply); });
+    // Qt refuses a file URL with a host at once, and then its manager never emits finished().
+    const bool isRefused = reply->isFinished() && reply->error() == QNetworkReply::ProtocolInvalidOperationError;
+    // Where initialize() stopped early, no manager is connected and no other reply reaches its slot either.
+    const bool isInitialized = !operatingSystem.isEmpty();
+    if (isRefused && isInitialized) {
+        QTimer::singleShot(0, reply, [this, reply, whenFinished] { (this->*whenFinished)(reply); });
     }
     return reply;
 }
 
-// Whether the reply did not come in whole, and why. When a server hangs up early, Qt once in some hundred times takes
-// what has come for the whole body; the length that the server announced gives it away. A body in chunks marks its own
-// end: there Qt goes by the chunks, as the protocol wants it, and a length announced beside them means nothing.
-bool TavrinUpdateBusinessLogic::transferFailed(const QNetworkReply& reply, QString& reason)
+QString TavrinUpdateBusinessLogic::listFetchFailure(const QNetworkReply& reply)
 {
-    if (reply.error() != QNetworkReply::NoError) {
-        reason = reply.errorString();
-        return true;
+    if (isWhole(reply)) {
+        return NO_ERROR;
     }
-    const bool isWholeFile = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 200;
-    const bool isInChunks = reply.rawHeader("Transfer-Encoding").toLower().contains("chunked");
-    const qint64 announced = reply.header(QNetworkRequest::ContentLengthHeader).toLongLong();
-    reason = QCoreApplication::translate("QHttp", "Connection closed"); // as Qt says it the other times
-    return isWholeFile && !isInChunks && reply.bytesAvailable() < announced;
+    // Required: the reason is limited to the characters of the local 8-bit encoding, in the window as well.
+    const QString reason = QString::fromLocal8Bit(failureReason(reply).toLocal8Bit());
+    QString message = tr("Failed to read patches from\n%1\n%2\n").arg(reply.url().toDisplayString(), reason);
+    if (reply.error() == QNetworkReply::ProtocolUnknownError) {
+        message += tr("Begin your URL with 'http://' or, for local files, 'file:///'.");
+    }
+    return message;
+}
+
+QString TavrinUpdateBusinessLogic::downloadFailure(const QNetworkReply& reply)
+{
+    if (isWhole(reply)) {
+        return NO_ERROR;
+    }
+    return tr("Download of %1 failed: %2\n").arg(reply.url().toString(QUrl::FullyEncoded), failureReason(reply));
 }
 
 bool TavrinUpdateBusinessLogic::isHttpRedirect(QNetworkReply* reply)
@@ -141,7 +177,7 @@ bool TavrinUpdateBusinessLogic::isHttpRedirect(QNetworkReply* reply)
     case 307:
     case 308:
         return true;
-    default: // 304 and 306 send nobody elsewhere, and a local file has no status
+    default: // required: 304 and 306 are no redirects, nor is a local file, which has no status
         return false;
     }
 }
@@ -151,25 +187,28 @@ bool TavrinUpdateBusinessLogic::pipeToSystemCommand(QString command, QStringList
 {
     output = NO_ERROR;
     if (options.verbose) {
-        presentText(tr("Executing system command: %1 ").arg(command) + joined(arguments) + QLatin1Char('\n'));
+        // Required: without arguments the line ends in a blank.
+        presentText(tr("Executing system command: %1 ").arg(command) + separatedByBlanks(arguments) +
+                    QLatin1Char('\n'));
     }
     SystemProcess process;
     process.startProgram(command, arguments);
     if (!input.isEmpty()) {
         if (!process.waitForStarted(TIME_LIMIT_MS)) {
-            output = tr("Failed to start system command: %1").arg(command) + QLatin1Char(' ') + joined(arguments) +
-                     QStringLiteral(":\n") + process.errorString();
+            output = tr("Failed to start system command: %1").arg(command) + QLatin1Char(' ') +
+                     separatedByBlanks(arguments) + QStringLiteral(":\n") + process.errorString();
             return false;
         }
-        process.write(input.toLatin1().constData());
+        process.write(input.toLatin1().constData()); // required: ends at the first NUL
         process.closeWriteChannel();
     }
+    // Required: without input the program's standard input stays open.
     if (!process.waitForFinished(TIME_LIMIT_MS)) {
         output = tr("System command '%1' failed:\n").arg(command) + QStringLiteral("  ") + process.errorString();
         return false;
     }
     output = QString::fromUtf8(process.readAllStandardError());
-    if (output.isEmpty()) {
+    if (output.isEmpty()) { // required: never both
         output = QString::fromUtf8(process.readAllStandardOutput());
     }
     return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
@@ -179,9 +218,10 @@ QString TavrinUpdateBusinessLogic::systemCommandChain(QString firstCommand, QStr
                                                       QString secondCommand, QStringList secondArguments,
                                                       QByteArray& output) const
 {
+    // Required: these texts differ from those of pipeToSystemCommand(), and exit codes do not count.
     const QString incomplete = tr("System command did not complete\n'%1'\n");
     SystemProcess first;
-    startProcess(first, firstCommand, firstArguments);
+    startPartOfChain(first, firstCommand, firstArguments);
     if (!first.waitForFinished(TIME_LIMIT_MS)) {
         return incomplete.arg(firstCommand) + first.errorString();
     }
@@ -191,7 +231,7 @@ QString TavrinUpdateBusinessLogic::systemCommandChain(QString firstCommand, QStr
     }
 
     SystemProcess second;
-    startProcess(second, secondCommand, secondArguments);
+    startPartOfChain(second, secondCommand, secondArguments);
     if (!second.waitForStarted(TIME_LIMIT_MS)) {
         return tr("Failed to start system command '%1'\n").arg(secondCommand) + second.errorString();
     }

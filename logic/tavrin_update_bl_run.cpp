@@ -1,6 +1,6 @@
-// A run from its start to the point where patches are applied: look for running systems, ask for the list page, read it
-// and go on as the mode wants it. The window takes over once the list is read; a terminal run goes down
-// continueTerminalRun(). The event loop calls the slots here, and whatever they call is in the files below.
+// A run from its start to the point where patches are applied: look for running systems, ask for the list page, read
+// it. Then the window takes over, and a terminal run goes on with continueTerminalRun(). The event loop calls the slots
+// in this file; what they call is in the other files of the class, of which none calls back into this one.
 #include "tavrin_update_bl.h"
 
 #include <QUrl>
@@ -9,7 +9,7 @@
 
 namespace {
 
-// Set on the reply of a list request that a later one has replaced.
+// Set on the reply to a list request when a later request has replaced it.
 const char SUPERSEDED_PROPERTY[] = "superseded";
 
 } // namespace
@@ -23,13 +23,14 @@ void TavrinUpdateBusinessLogic::execute()
 void TavrinUpdateBusinessLogic::requestUpdatesList()
 {
     patches.clear();
-    // An answer that is still on its way would fill the list with the patches of another source.
+    // The answer to an earlier request would add the patches of another source.
     const auto earlierReplies = patchListManager.findChildren<QNetworkReply*>();
     for (QNetworkReply* earlier : earlierReplies) {
         earlier->setProperty(SUPERSEDED_PROPERTY, true);
     }
     const bool isLocal = QUrl(currentUrl).isLocalFile();
-    sendRequest(patchListManager, QUrl(isLocal ? currentUrl + QStringLiteral("index.html") : currentUrl));
+    sendRequest(patchListManager, QUrl(isLocal ? currentUrl + QStringLiteral("index.html") : currentUrl),
+                &TavrinUpdateBusinessLogic::patchListReceived);
 }
 
 void TavrinUpdateBusinessLogic::patchListReceived(QNetworkReply* reply)
@@ -38,9 +39,14 @@ void TavrinUpdateBusinessLogic::patchListReceived(QNetworkReply* reply)
         reply->deleteLater();
         return;
     }
-    QString reason;
-    if (transferFailed(*reply, reason)) {
-        reportFailedFetch(*reply, reason); // the reply of a failed fetch goes with its manager, not before
+    const QString fetchFailure = listFetchFailure(*reply);
+    if (!fetchFailure.isEmpty()) {
+        // Required: the reply of a failed fetch is not released here. It is deleted with its manager.
+        if (options.terminal) {
+            failWithMessage(fetchFailure);
+        } else {
+            emit appendProgress(fetchFailure);
+        }
         return;
     }
     if (isHttpRedirect(reply)) {
@@ -59,20 +65,6 @@ void TavrinUpdateBusinessLogic::patchListReceived(QNetworkReply* reply)
         continueTerminalRun();
     } else {
         emit patchListReady();
-    }
-}
-
-void TavrinUpdateBusinessLogic::reportFailedFetch(const QNetworkReply& reply, const QString& reason)
-{
-    QString text = tr("Failed to read patches from\n%1\n%2\n")
-                       .arg(reply.url().toDisplayString(), QString::fromLocal8Bit(reason.toLocal8Bit()));
-    if (reply.error() == QNetworkReply::ProtocolUnknownError) {
-        text += tr("Begin your URL with 'http://' or, for local files, 'file:///'.");
-    }
-    if (options.terminal) {
-        failWithMessage(text);
-    } else {
-        emit appendProgress(text);
     }
 }
 

@@ -10,7 +10,6 @@
 #include <QHash>
 #include <QKeyEvent>
 #include <QMessageBox>
-#include <QPersistentModelIndex>
 #include <QScrollBar>
 
 #include <cstdlib>
@@ -32,58 +31,6 @@ QString formText(const QString& text)
 {
     return QCoreApplication::translate("QtD_TavrinUpdateMainWindow", text.toUtf8().constData());
 }
-
-/**
- * Lets the Tab key out of a table in which it moves from cell to cell. By itself the table wraps around at its end, and
- * since the refresh takes the current cell away every second, a slow user would not even get there.
- */
-class TabKeyExit : public QObject
-{
-public:
-    explicit TabKeyExit(QTableWidget* tableWidget) : QObject(tableWidget), table(tableWidget)
-    {
-        table->installEventFilter(this);
-        table->viewport()->installEventFilter(this); // the mouse presses go there, the keys to the table
-    }
-
-    bool eventFilter(QObject* watched, QEvent* event) override
-    {
-        if (event->type() == QEvent::FocusIn || event->type() == QEvent::MouseButtonPress) {
-            walking = false;
-        }
-        if (event->type() != QEvent::KeyPress) {
-            return false;
-        }
-        const auto* press = static_cast<QKeyEvent*>(event);
-        const bool isTab = press->key() == Qt::Key_Tab || press->key() == Qt::Key_Backtab;
-        if (!isTab || (press->modifiers() & ~Qt::ShiftModifier) != 0) {
-            walking = false;
-            return false;
-        }
-        const bool forward = press->key() == Qt::Key_Tab && (press->modifiers() & Qt::ShiftModifier) == 0;
-        table->setTabKeyNavigation(!leavesTable(forward));
-        watched->event(event);
-        table->setTabKeyNavigation(true);
-        walkedTo = table->currentIndex();
-        walking = true;
-        return true;
-    }
-
-private:
-    bool leavesTable(bool forward) const
-    {
-        const QModelIndex cell = table->currentIndex();
-        if (!cell.isValid() || (walking && !walkedTo.isValid())) {
-            return true;
-        }
-        return forward ? cell.row() == table->rowCount() - 1 && cell.column() == table->columnCount() - 1
-                       : cell.row() == 0 && cell.column() == 0;
-    }
-
-    QTableWidget* table;
-    QPersistentModelIndex walkedTo; // turns invalid when a refresh takes the cell away
-    bool walking = false;
-};
 
 /** Hands Meta+Q on to the window, which quits: a field that can be edited would take it for the letter. */
 class QuitKeyPassage : public QObject
@@ -162,7 +109,6 @@ TavrinUpdateWidget::TavrinUpdateWidget(TavrinUpdateBusinessLogic& businessLogic,
     connect(&logic, SIGNAL(appendProgress(const QString&)), this, SLOT(appendProgress(const QString&)));
     connect(&logic, SIGNAL(processFailed(const QString&)), this, SLOT(presentErrorMessage(const QString&)));
 
-    new TabKeyExit(ui->rtsTableWidget);
     new QuitKeyPassage(ui->urlLineEdit);
     nameForAssistiveTechnology();
 }

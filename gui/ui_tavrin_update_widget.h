@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tavrin_update_patchtree.h"
+#include "tavrin_update_systemtable.h"
 
 #include <QCheckBox>
 #include <QCoreApplication>
@@ -164,7 +165,7 @@ private:
 
     void setupRunningSystemsTable()
     {
-        rtsTableWidget = new QTableWidget(rtsGroupBox);
+        rtsTableWidget = new TavrinUpdateSystemTable(rtsGroupBox);
         rtsTableWidget->setObjectName(QStringLiteral("rtsTableWidget"));
         rtsTableWidget->setColumnCount(5);
         rtsTableWidget->setHorizontalHeaderItem(0, new QTableWidgetItem());

@@ -1,4 +1,4 @@
-// The top-level window of the window mode: a menu bar with one entry, and the update widget, where all the work is.
+// The top-level window of the window mode: a menu bar with one entry, and the update widget, which does all the work.
 #pragma once
 
 #include <QMainWindow>
@@ -15,6 +15,8 @@ public:
     explicit TavrinUpdateMainWindow(TavrinUpdateBusinessLogic& logic, QWidget* parent = nullptr);
 
 protected:
+    /** Keeps the keys that quit from the address field. */
+    bool eventFilter(QObject* watched, QEvent* event) override;
     /** Ctrl+Q and Meta+Q end the process at once with status 0. */
     void keyPressEvent(QKeyEvent* event) override;
     void changeEvent(QEvent* event) override;

@@ -8,7 +8,6 @@
 #include "ui_tavrin_update_widget.h"
 
 #include <QHash>
-#include <QKeyEvent>
 #include <QMessageBox>
 #include <QScrollBar>
 
@@ -31,30 +30,6 @@ QString formText(const QString& text)
 {
     return QCoreApplication::translate("QtD_TavrinUpdateMainWindow", text.toUtf8().constData());
 }
-
-/** Hands Meta+Q on to the window, which quits: a field that can be edited would take it for the letter. */
-class QuitKeyPassage : public QObject
-{
-public:
-    explicit QuitKeyPassage(QLineEdit* field) : QObject(field)
-    {
-        field->installEventFilter(this);
-    }
-
-    bool eventFilter(QObject* watched, QEvent* event) override
-    {
-        Q_UNUSED(watched)
-        if (event->type() != QEvent::KeyPress) {
-            return false;
-        }
-        const auto* press = static_cast<QKeyEvent*>(event);
-        if (press->key() != Qt::Key_Q || (press->modifiers() & Qt::MetaModifier) == 0) {
-            return false;
-        }
-        event->ignore();
-        return true;
-    }
-};
 
 /** The label that shows a description in its row of the tree. */
 QLabel* newDescriptionLabel(const QString& description)
@@ -109,7 +84,6 @@ TavrinUpdateWidget::TavrinUpdateWidget(TavrinUpdateBusinessLogic& businessLogic,
     connect(&logic, SIGNAL(appendProgress(const QString&)), this, SLOT(appendProgress(const QString&)));
     connect(&logic, SIGNAL(processFailed(const QString&)), this, SLOT(presentErrorMessage(const QString&)));
 
-    new QuitKeyPassage(ui->urlLineEdit);
     nameForAssistiveTechnology();
 }
 

@@ -1,12 +1,15 @@
-// The tree of patches: a QTreeWidget that stays quick with a widget in each of thousands of rows. Qt places and paints
-// such widgets in time that grows with the square of their number, at every layout; here it grows with the number.
-// Everything ends up where QTreeWidget would have put it. The rows have no children and none of them is hidden.
+// The tree of patches: a QTreeWidget that stays quick with a widget in each of thousands of rows. Qt inserts, places
+// and paints such rows in time that grows with the square of their number; here it grows with their number. Everything
+// ends up where QTreeWidget would have put it. The rows have no children and none of them is hidden.
 #pragma once
 
+#include <QList>
 #include <QTreeWidget>
 #include <QVector>
 
-/** It has no meta-object of its own: to Qt and to whoever looks it up it is a QTreeWidget. */
+class QLabel;
+
+/** It has no meta-object of its own, so that its class name remains QTreeWidget. */
 class TavrinUpdatePatchTree : public QTreeWidget
 {
 public:
@@ -21,5 +24,11 @@ protected:
 private:
     bool holdsRowWidgets() const;
 
-    QVector<int> rowEdges; // the top of each row and the bottom of the last; empty but while widgets are being placed
+    QVector<int> rowEdges; // the top of each row and the bottom of the last; filled only while widgets are placed
 };
+
+/**
+ * Fills an empty tree with the rows, each with its label in column 2. The result, pending layouts included, is that of
+ * adding row by row.
+ */
+void fillPatchTree(QTreeWidget& tree, const QList<QTreeWidgetItem*>& rows, const QList<QLabel*>& labels);

@@ -1,6 +1,6 @@
 // The behaviour of the window's central widget: filling the tree of patches, reading the running systems, the rule of
-// the Apply button, and what the buttons do. The order of the steps matters in several places, since the widgets show
-// intermediate states (a scroll bar that appears one layout late, for one).
+// the Apply button, and what the buttons do. The order of the steps matters in several places, because later steps read
+// what earlier ones have left in the widgets: the scroll bar's policy depends on whether the bar is visible yet.
 #include "tavrin_update_widget.h"
 
 #include "tavrin_update_bl.h"
@@ -19,13 +19,7 @@ const QString RUNNING_SYSTEMS_TITLE = QStringLiteral(" running Tavrin Real Time 
 
 namespace {
 
-// Qt lays a visible tree out once per inserted row, and a layout costs as much as there are rows. The rows between the
-// first and the last few can go in together. The first few have the scroll position of a former list fall back to the
-// top; the last few give the scroll bar, which shows and narrows the labels one layout late, the time it needs.
-const int FIRST_ROWS_ADDED_SINGLY = 3;
-const int LAST_ROWS_ADDED_SINGLY = 4;
-
-/** Translates a text that the form's translation knows, though it was put together here. */
+/** Translates a text in the form's translation context. */
 QString formText(const QString& text)
 {
     return QCoreApplication::translate("QtD_TavrinUpdateMainWindow", text.toUtf8().constData());
@@ -35,13 +29,13 @@ QString formText(const QString& text)
 QLabel* newDescriptionLabel(const QString& description)
 {
     auto* label = new QLabel(description);
-    label->setTextFormat(Qt::PlainText); // a "<b>" in a description is text of its own
+    label->setTextFormat(Qt::PlainText); // a "<b>" in a description is to be shown as it is
     label->setContentsMargins(0, 4, 0, 4);
     label->setWordWrap(true);
     return label;
 }
 
-/** The row of a patch; the label shows the description, which assistive technology finds in the row alone. */
+/** The row of a patch. The label shows the description, but assistive technology reads the text of the row only. */
 QTreeWidgetItem* newPatchItem(const QString& name, const QString& mark, const QString& description)
 {
     auto* item = new QTreeWidgetItem({name, mark});
@@ -54,7 +48,7 @@ QTableWidgetItem* newCell(const QString& text, Qt::AlignmentFlag horizontal)
 {
     auto* cell = new QTableWidgetItem(text);
     cell->setTextAlignment(horizontal);
-    cell->setTextAlignment(Qt::AlignVCenter); // replaces the line before: every cell ends up with this alone
+    cell->setTextAlignment(Qt::AlignVCenter); // required: replaces the line before
     return cell;
 }
 
@@ -137,12 +131,12 @@ void TavrinUpdateWidget::populateUpdateList()
             firstNotInstalled = item;
         }
     }
-    addPatches(items, labels);
+    fillPatchTree(*tree, items, labels);
     if (firstNotInstalled != nullptr) {
         tree->scrollToItem(firstNotInstalled, QAbstractItemView::EnsureVisible);
     }
     if (tree->verticalScrollBar()->isVisible()) {
-        tree->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+        tree->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn); // required: never set back
     }
 
     refreshRealTimeSystemTable();
@@ -155,26 +149,13 @@ void TavrinUpdateWidget::populateUpdateList()
 
 bool TavrinUpdateWidget::patchIsShown(const QString& name) const
 {
-    // A trial patch shows only when it is all there is.
+    // Required: a trial patch is shown only when it is the only patch.
     return logic.getPatchCount() == 1 || !name.toLower().startsWith(QLatin1String("trialpatch"));
-}
-
-void TavrinUpdateWidget::addPatches(const QList<QTreeWidgetItem*>& items, const QList<QLabel*>& labels)
-{
-    QTreeWidget* tree = ui->updatesTreeWidget;
-    const int afterTogether = items.count() - LAST_ROWS_ADDED_SINGLY;
-    for (int i = 0; i < items.count(); ++i) {
-        if (i == FIRST_ROWS_ADDED_SINGLY && i < afterTogether) {
-            tree->addTopLevelItems(items.mid(i, afterTogether - i));
-        }
-        tree->addTopLevelItem(items.at(i)); // of no effect for one that is in the tree already
-        tree->setItemWidget(items.at(i), 2, labels.at(i));
-    }
 }
 
 void TavrinUpdateWidget::refreshPatchStatus()
 {
-    // getTopLevelItem() for every patch would search the whole list each time; of equal names the first one counts.
+    // getTopLevelItem() would search the whole list for every patch. Like there, the first item of a name counts.
     QHash<QString, QTreeWidgetItem*> itemOfName;
     for (int i = ui->updatesTreeWidget->topLevelItemCount() - 1; i >= 0; --i) {
         QTreeWidgetItem* item = ui->updatesTreeWidget->topLevelItem(i);
@@ -183,7 +164,7 @@ void TavrinUpdateWidget::refreshPatchStatus()
     while (logic.nextPatch()) {
         QTreeWidgetItem* item = itemOfName.value(logic.getPatchName());
         if (item == nullptr) {
-            continue; // a trial patch that does not show
+            continue; // a trial patch that is not shown
         }
         const QString mark = logic.patchIsInstalled() ? tr("Y") : tr("N");
         if (item->text(1) != mark) {
@@ -300,7 +281,7 @@ void TavrinUpdateWidget::on_applyButton_clicked()
         const auto answer = QMessageBox::warning(
             this, tr("Update Tavrin"),
             tr("You are attempting to update Tavrin while a real-time system is running. This is ill-advised as the "
-               "consequences are, in general, unpredictable.\nProceed anyways?"),
+               "consequences are, in general, unpredictable.\nProceed anyways?"), // required wording
             QMessageBox::Yes | QMessageBox::Cancel);
         if (answer == QMessageBox::Cancel) {
             return;
@@ -308,6 +289,7 @@ void TavrinUpdateWidget::on_applyButton_clicked()
     }
     const QString overrideWarning = logic.getReleaseOverriddenWarning();
     if (!overrideWarning.isEmpty()) {
+        // Required: this title is not translated.
         QMessageBox::warning(this, QStringLiteral("Apply Patches"), logic.formatForGui(overrideWarning),
                              QMessageBox::Ok);
     }

@@ -1,6 +1,7 @@
 // The entry of the program: it chooses the mode, reads the command line, has the installation checked and starts the
-// event loop, where everything else happens. The mode is decided twice, and the two can differ: a literal "-t" decides
-// whether the program needs a display, the parsed options decide whether a window opens.
+// event loop, where everything else happens. Required: the mode is decided twice, and the two can differ. A literal
+// "-t" decides whether the program needs a display, the parsed options decide whether a window opens. What happens when
+// the process ends is here as well, and nowhere else.
 #include "tavrin_update.h"
 
 #include "tavrin_update_mainwindow.h"
@@ -28,13 +29,13 @@ extern "C" { // the header is written for C alone
 
 namespace {
 
-// Ends the process with the status that exit() was given, before exit() takes down what running threads use.
-void endAtOnce(int status, void* /*unused*/)
+// Ends the process with the status that exit() was given, without any cleanup.
+void endWithoutCleanup(int status, void* /*unused*/)
 {
     std::cout.flush();
-    std::fflush(stdout); // standard error holds nothing back
+    std::fflush(stdout); // standard error is not buffered
 #ifdef __SANITIZE_ADDRESS__
-    __lsan_do_leak_check(); // otherwise done by the part of exit() that is left out
+    __lsan_do_leak_check(); // usually done by the part of exit() that is left out
 #endif
 #ifdef TAVRIN_COVERAGE
     __gcov_dump(); // likewise
@@ -42,25 +43,26 @@ void endAtOnce(int status, void* /*unused*/)
     _exit(status);
 }
 
-// Makes endAtOnce() the first thing that exit() does, wherever it is called. Qt's network threads run from the first
-// manager on. One may be just starting, or wait for an answer from this thread, so they cannot be ended first, and
-// nothing that they use may go before them. Handlers of exit() run in reverse order of their registration, and Qt
-// registers some during the run, so a handler registered here would run last. But exit() begins with the thread-local
-// objects: what the destructor of one registers comes after all others and runs before them.
-struct EndOfProcess
+// Every way out of a run calls exit(), at any time. An object of this class makes exit() call endWithoutCleanup()
+// first. Qt's network threads run from the first manager on, and exit() would destroy what they still use. They cannot
+// be ended before: one may be just starting, or wait for an answer from this thread. A handler registered with
+// on_exit() at the start would run too late, because handlers run in reverse order and Qt registers some during the
+// run. But before it runs the handlers, exit() destroys the thread-local objects. A handler that a destructor registers
+// then is the latest one, so it runs first.
+struct CleanupSkippedAtExit
 {
-    EndOfProcess() = default;
-    EndOfProcess(const EndOfProcess&) = delete;
-    EndOfProcess& operator=(const EndOfProcess&) = delete;
+    CleanupSkippedAtExit() = default;
+    CleanupSkippedAtExit(const CleanupSkippedAtExit&) = delete;
+    CleanupSkippedAtExit& operator=(const CleanupSkippedAtExit&) = delete;
 
-    ~EndOfProcess()
+    ~CleanupSkippedAtExit()
     {
-        on_exit(endAtOnce, nullptr);
+        on_exit(endWithoutCleanup, nullptr);
     }
 };
 
-// A standard stream that the caller closed leaves its number to the next file that is opened: Qt's event loop would
-// then be read for answers, or a download overwritten with the report.
+// The number of a standard stream that the caller closed would go to the next file that is opened. The program would
+// then read answers from a descriptor of Qt's event loop, or write the report into a download.
 void occupyClosedStandardStreams()
 {
     int descriptor = STDIN_FILENO;
@@ -90,8 +92,8 @@ QCoreApplication* createApplication(bool terminal, int& argc, char** argv)
         return new QApplication(argc, argv);
     }
     auto* app = new QCoreApplication(argc, argv);
-    // A terminal run needs none of Qt's plugins. The first network request would load those that watch network
-    // interfaces, with D-Bus and two more threads, for nothing.
+    // A terminal run needs none of Qt's plugins. The first network request would load those that watch the network
+    // interfaces, together with D-Bus and two more threads.
     QCoreApplication::setLibraryPaths({});
     return app;
 }
@@ -114,7 +116,7 @@ void parseCommandLine(QCoreApplication* app, TavrinUpdateBusinessLogic::CommandL
                                                QCoreApplication::tr("Allow updates when system is running"));
     const QCommandLineOption email(
         QStringLiteral("m"),
-        QCoreApplication::tr("Send list of unapplied patchesto email address"), // sic: the published wording
+        QCoreApplication::tr("Send list of unapplied patchesto email address"), // required: the published wording
         QStringLiteral("email"), programName);
     const QCommandLineOption release(QStringLiteral("r"),
                                      QCoreApplication::tr("For testing only - override release to patch."),
@@ -140,7 +142,7 @@ void parseCommandLine(QCoreApplication* app, TavrinUpdateBusinessLogic::CommandL
     }
     options.apply = true;
     if (options.listAll || options.listUnapplied || !options.email.isEmpty() || parser.isSet(showProposed)) {
-        // Whatever only lists needs no window, installs nothing and has no use for running beside a live system.
+        // A run that only lists opens no window and installs nothing, so a running system does not matter.
         options.terminal = true;
         options.apply = false;
         options.allowWhileRunning = false;
@@ -156,7 +158,7 @@ void parseCommandLine(QCoreApplication* app, TavrinUpdateBusinessLogic::CommandL
 
 int main(int argc, char** argv)
 {
-    thread_local const EndOfProcess endOfProcess;
+    thread_local const CleanupSkippedAtExit cleanupSkippedAtExit;
     occupyClosedStandardStreams();
     const bool terminal = isTerminal(argc, argv);
     const QScopedPointer<QCoreApplication> app(createApplication(terminal, argc, argv));
@@ -171,7 +173,7 @@ int main(int argc, char** argv)
 
     QTimer::singleShot(0, &businessLogic, SLOT(execute()));
     if (!options.terminal) {
-        // The window lives until the process ends: every way of leaving it ends the process at once.
+        // The window is never deleted: every way of leaving it ends the process.
         auto* window = new TavrinUpdateMainWindow(businessLogic, nullptr);
         window->show();
     }

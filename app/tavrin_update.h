@@ -1,4 +1,4 @@
-// The four free functions of the program's entry, declared so that tests can call three of them.
+// The four free functions of the program's entry. They are declared here for the tests, which call three of them.
 #pragma once
 
 #include "tavrin_update_bl.h"

@@ -157,6 +157,7 @@ QStringList TavrinUpdateBusinessLogic::unwritableEntries(const QFileInfo& direct
 QString TavrinUpdateBusinessLogic::validateCurrentUrl(QString url)
 {
     const QString pageName = QStringLiteral("index.html");
+    // Required: only a local URL loses the name of the page.
     if (QUrl(url).isLocalFile() && url.toLower().endsWith(QLatin1Char('/') + pageName)) {
         url.chop(pageName.length());
     }

@@ -193,7 +193,7 @@ QString TavrinUpdateBusinessLogic::getPatchDate() const
         return QStringLiteral(" ");
     }
     const QString& heading = currentPatch->heading;
-    // Required: a heading without a blank is all date.
+    // Required: the date of a heading without a blank is the whole heading.
     return heading.mid(qMax(0, heading.indexOf(QLatin1Char(' '))));
 }
 

@@ -78,7 +78,7 @@ void TavrinUpdateBusinessLogic::applyPatches()
 
 void TavrinUpdateBusinessLogic::beginDownload()
 {
-    // Required: it is the dry run that announces the installation as well.
+    // Required: the dry run announces the installation too, the real run only the download.
     presentText(options.showProposed ? tr("Download and install patch files ...\n") : tr("Download patch files ...\n"));
     downloadReplies.clear();
     if (options.apply) {
@@ -86,7 +86,7 @@ void TavrinUpdateBusinessLogic::beginDownload()
     }
     while (nextPatch()) {
         if (options.apply && !patchIsInstalled()) {
-            // Required: nothing is put between the two; the link of the page can hold links that came before it.
+            // Required: no separator between the address and the link.
             downloadReplies.append(sendRequest(downloadManager, QUrl(currentUrl + getTarFileName()),
                                                &TavrinUpdateBusinessLogic::downloadComplete));
         }
@@ -204,7 +204,7 @@ QString TavrinUpdateBusinessLogic::decompress(QFileInfo& archive) const
     QStringList parts = archive.fileName().split(QLatin1Char('.'));
     QString output;
     if (parts.size() > 2 && parts.last() != QLatin1String("tar")) {
-        // A decompressor that refuses the file leaves it alone, and the archive tool reads compressed files itself.
+        // When the decompressor fails, the file stays as it is; the archive tool can read compressed files itself.
         pipeToSystemCommand(UNZIP_COMMAND, {archive.absoluteFilePath()}, output, NO_ERROR);
         if (options.verbose && !output.isEmpty()) {
             presentText(output + QLatin1Char('\n'));
@@ -232,7 +232,7 @@ QString TavrinUpdateBusinessLogic::decompress(QFileInfo& archive) const
 
 void TavrinUpdateBusinessLogic::setPatchApplied(QFileInfo archive)
 {
-    const QString key = archive.baseName().toLower();
+    const QString key = archive.baseName().toLower(); // required: also marks a patch with a longer name, if it is first
     for (PatchInfo& patch : patches) {
         if (nameInLowerCaseStartsWith(patch.name, key)) {
             patch.applied = true;

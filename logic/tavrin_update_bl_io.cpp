@@ -31,7 +31,7 @@ class SystemProcess : public QProcess
 public:
     void startProgram(const QString& command, const QStringList& arguments)
     {
-        announceEndsOfChildren();
+        unblockEndsOfChildren();
         start(command, arguments, ReadWrite);
         refuseStartWithoutProcess();
     }
@@ -39,7 +39,7 @@ public:
     // The command and its arguments in one text, separated by blanks.
     void startCommandLine(const QString& commandLine)
     {
-        announceEndsOfChildren();
+        unblockEndsOfChildren();
         QT_WARNING_PUSH
         QT_WARNING_DISABLE_DEPRECATED // the newer splitCommand() came with Qt 5.15
             start(commandLine, ReadWrite);
@@ -50,7 +50,7 @@ public:
 private:
     // After fork(), Qt learns from SIGCHLD that a program has ended. This process inherits it blocked when its caller
     // blocked it.
-    static void announceEndsOfChildren()
+    static void unblockEndsOfChildren()
     {
         sigset_t ends;
         sigemptyset(&ends);
@@ -137,7 +137,7 @@ QNetworkReply* TavrinUpdateBusinessLogic::sendRequest(QNetworkAccessManager& man
     QNetworkReply* reply = manager.get(QNetworkRequest(url));
     // Qt refuses a file URL with a host at once, and then its manager never emits finished().
     const bool isRefused = reply->isFinished() && reply->error() == QNetworkReply::ProtocolInvalidOperationError;
-    // Where initialize() stopped early, no manager is connected and no other reply reaches its slot either.
+    // When initialize() stopped early, the managers are not connected, so no other reply reaches its slot either.
     const bool isInitialized = !operatingSystem.isEmpty();
     if (isRefused && isInitialized) {
         QTimer::singleShot(0, reply, [this, reply, whenFinished] { (this->*whenFinished)(reply); });

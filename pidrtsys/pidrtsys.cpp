@@ -1,10 +1,10 @@
 // The stand-in for the library with which a Tavrin installation lists its running real-time systems, for machines
-// that have no installation's own. Every process with the command name rtexec is the executive of one system; the rest
-// of a record is what /proc tells about that process. A system whose release cannot be found out (another user's
-// process hides its environment, and its command line may name no installation) gets the release of the caller's own
-// TAVRIN: the caller then takes it for a conflict, which is the safe mistake. Nothing is kept between two calls. The
-// window asks every second on hosts with thousands of processes, so one that is not an rtexec costs the reading of its
-// command name only.
+// without an installation's own library. Every process with the command name rtexec is the executive of one system; the
+// rest of a record comes from that process's entries in /proc. When the release of a system cannot be found out
+// (another user's process hides its environment, and its command line may name no installation), the record gets the
+// release of the caller's own TAVRIN, so the caller sees a conflict, which is safe. Nothing is kept between two calls.
+// The window calls this every second on hosts with thousands of processes, so for most processes only the command name
+// is read.
 #include "pidrtsys.h"
 
 #include <algorithm>
@@ -143,10 +143,10 @@ std::vector<pid_t> executives(DIR* proc)
     return pids;
 }
 
-/** Whether the process is still there, still an executive, and more than an entry that waits for its parent. */
+/** Whether the process still exists, is still an executive, and has not ended. */
 bool isStillRunning(int process)
 {
-    char status[256]; // "PID (command name) STATE ...": the state stands well within
+    char status[256]; // "PID (command name) STATE ...": long enough for the state
     const ssize_t size = readStart(process, "stat", status, sizeof status);
     if (size <= 0) {
         return false;
@@ -236,7 +236,7 @@ std::string releaseOfCaller()
 
 std::string releaseOf(int process)
 {
-    // Another user's process hides its environment, and a service may have none, but the command line is open to all.
+    // Another user's process hides its environment, and a service may have none; everyone can read the command line.
     if (const std::optional<std::string> environment = readWhole(process, "environ")) {
         if (std::string release = releaseInEnvironment(*environment); !release.empty()) {
             return release;
@@ -267,15 +267,15 @@ void setField(char (&field)[size], const std::string& text)
         while (continues(start) && start > 0 && length - start < longestCharacter) {
             --start;
         }
-        // A longer row of continuation bytes is no UTF-8; there is no good place to cut it.
+        // A longer row of continuation bytes is not UTF-8, so any place to cut it will do.
         length = continues(start) ? length : start;
     }
     std::memcpy(field, text.data(), length);
 }
 
-bool describe(int procDirectory, pid_t pid, Pidrtsys& system)
+bool fillRecord(int procDirectory, pid_t pid, Pidrtsys& system)
 {
-    // Held open, the directory stays this one process's, even when its number is given to another.
+    // As long as it is open, the directory belongs to this process, even when another process gets its number.
     const Descriptor process(openat(procDirectory, std::to_string(pid).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!process.isOpen()) {
         return false;
@@ -283,7 +283,7 @@ bool describe(int procDirectory, pid_t pid, Pidrtsys& system)
     const std::string userName = ownerOf(process.get());
     const std::string workingDirectory = workingDirectoryOf(process.get());
     const std::string version = releaseOf(process.get());
-    // Asked last: what was read before an end or the start of another program is not a running system's.
+    // Checked last, because the process can end or start another program while its entries are read.
     if (!isStillRunning(process.get())) {
         return false;
     }
@@ -294,7 +294,7 @@ bool describe(int procDirectory, pid_t pid, Pidrtsys& system)
     return true;
 }
 
-int list(Pidrtsys** systems)
+int listSystems(Pidrtsys** systems)
 {
     const std::unique_ptr<DIR, DirectoryCloser> proc(opendir("/proc"));
     if (!proc) {
@@ -304,7 +304,7 @@ int list(Pidrtsys** systems)
     if (pids.empty()) {
         return 0;
     }
-    // From the C allocator, for callers release the block with `delete` as well as with `delete[]` of the record.
+    // From the C allocator, because callers release the block with either `delete` or `delete[]` of the record.
     std::unique_ptr<Pidrtsys, decltype(&std::free)> block(
         static_cast<Pidrtsys*>(std::calloc(pids.size(), sizeof(Pidrtsys))), &std::free);
     if (!block) {
@@ -312,7 +312,7 @@ int list(Pidrtsys** systems)
     }
     int count = 0;
     for (const pid_t pid : pids) {
-        if (describe(dirfd(proc.get()), pid, block.get()[count])) {
+        if (fillRecord(dirfd(proc.get()), pid, block.get()[count])) {
             ++count;
         }
     }
@@ -324,7 +324,8 @@ int list(Pidrtsys** systems)
 
 } // namespace
 
-// Exported, for then every linker keeps it: by this text an installation tells the stand-in from another library.
+// The install script looks for this text to tell the stand-in from another library. Exported, so that no linker drops
+// it.
 extern "C" {
 __attribute__((visibility("default"))) extern const char pidrtsysStandIn[];
 const char pidrtsysStandIn[] = STAND_IN_MARK;
@@ -334,8 +335,8 @@ extern "C" __attribute__((visibility("default"))) int pidrtsys(Pidrtsys** system
 {
     *systems = nullptr;
     try {
-        return list(systems);
-    } catch (...) { // only memory can run out, and callers written in C could not catch it
+        return listSystems(systems);
+    } catch (...) { // only bad_alloc is possible, and callers written in C could not catch it
         return 0;
     }
 }

@@ -1,7 +1,7 @@
 // The record and the C function through which a Tavrin installation's own library, libpidrtsys.so, lists the
-// real-time systems that run on this host. The layout is the library's: this header only mirrors it, and the
-// assertions below keep the mirror true. The library hands over memory from the C allocator, which is why the record
-// brings its own operators for `delete` and `delete[]`.
+// real-time systems that run on this host. The library defines the layout; this header repeats it, and the assertions
+// below check it. The array comes from the C allocator, therefore the record has its own operators `delete` and
+// `delete[]`.
 #pragma once
 
 #include <cstddef>

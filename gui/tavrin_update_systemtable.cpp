@@ -4,8 +4,10 @@
 
 bool TavrinUpdateSystemTable::focusNextPrevChild(bool next)
 {
-    const bool hasMoved =
-        isLeftBy(next) ? QAbstractScrollArea::focusNextPrevChild(next) : QTableWidget::focusNextPrevChild(next);
+    // The override of QAbstractItemView moves from cell to cell. The one before it moves the focus to another widget.
+    const bool hasMoved = isLeftBy(next)
+                              ? QAbstractScrollArea::focusNextPrevChild(next) // NOLINT(bugprone-parent-virtual-call)
+                              : QTableWidget::focusNextPrevChild(next);
     reachedCell = currentIndex();
     reachedByTab = true;
     return hasMoved;

@@ -42,7 +42,7 @@ public:
         unblockEndsOfChildren();
         QT_WARNING_PUSH
         QT_WARNING_DISABLE_DEPRECATED // the newer splitCommand() came with Qt 5.15
-            start(commandLine, ReadWrite);
+        start(commandLine, ReadWrite);
         QT_WARNING_POP
         refuseStartWithoutProcess();
     }

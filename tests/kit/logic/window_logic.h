@@ -5,6 +5,7 @@
 #include "fake_installation.h"
 #include "fake_tools.h"
 #include "patch_source.h"
+#include "signal_recorder.h"
 #include "tavrin_update_bl.h"
 
 /**
@@ -33,10 +34,6 @@ struct WindowLogic
 
     explicit WindowLogic(const CommandLineOptions& options = quietOptions()) : logic("tavrin_update")
     {
-        using Logic = TavrinUpdateBusinessLogic;
-        QObject::connect(&logic, &Logic::appendProgress, [this](const QString& text) { events << "log:" + text; });
-        QObject::connect(&logic, &Logic::processFailed, [this](const QString& text) { events << "fail:" + text; });
-        QObject::connect(&logic, &Logic::updatePatchStatus, [this] { events << "status"; });
         qputenv("TAVRIN", installation.path().toUtf8());
         initialized = logic.initialize(options);
     }
@@ -75,6 +72,7 @@ struct WindowLogic
     FakeInstallation installation;
     FakeTools tools;
     TavrinUpdateBusinessLogic logic;
-    QStringList events;
+    SignalRecorder recorder{logic};
+    QStringList& events = recorder.events;
     QString initialized;
 };

@@ -36,6 +36,23 @@ QByteArray readFile(const QString& name)
 
 } // namespace
 
+FakeTool FakeTool::printing(const QByteArray& output, const QByteArray& errors, int status)
+{
+    FakeTool tool;
+    tool.status = status;
+    tool.output = output;
+    tool.errors = errors;
+    return tool;
+}
+
+FakeTool FakeTool::running(const QByteArray& script, int status)
+{
+    FakeTool tool;
+    tool.status = status;
+    tool.script = script;
+    return tool;
+}
+
 FakeTools::FakeTools()
 {
     for (const char* folder : {"bin", "calls"}) {

@@ -17,6 +17,12 @@ struct FakeTool
     bool readsInput = false; // to its end: a program that is left with an open input would never get there
     bool hangs = false;
     QByteArray script; // shell commands before the end, with the call's arguments as $1, $2 ...
+
+    /** A program that prints both texts and ends. */
+    static FakeTool printing(const QByteArray& output, const QByteArray& errors, int status = 0);
+
+    /** A program that runs shell commands and ends. */
+    static FakeTool running(const QByteArray& script, int status = 0);
 };
 
 /** One call of a fake program. */

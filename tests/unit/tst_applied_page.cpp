@@ -1,38 +1,23 @@
 // After an archive was unpacked: which patch of the list counts as applied, and how the installation's script is made
 // to write its page of applied patches. A recorder stands for perl.
-#include "expected_texts.h"
 #include "helper_run.h"
 #include "test.h"
 #include "test_files.h"
 #include "window_logic.h"
 
-#include <QDir>
-
 namespace {
 
-// A window run with leave to apply, unless a test takes it away, and a recorder for perl.
-struct Window : WindowLogic
+// A window run with leave to apply.
+struct ApplyingWindow : WindowLogic
 {
-    explicit Window(bool apply = true, bool verbose = false) : WindowLogic(optionsFor(apply, verbose))
+    explicit ApplyingWindow(const CommandLineOptions& options = applyOptions()) : WindowLogic(options)
     {
-    }
-
-    static CommandLineOptions optionsFor(bool apply, bool verbose)
-    {
-        CommandLineOptions options = verbose ? verboseOptions() : quietOptions();
-        options.apply = apply;
-        return options;
-    }
-
-    void recordPerl(const FakeTool& tool = FakeTool())
-    {
-        tools.add("perl", tool);
-        searchToolsOnly();
     }
 };
 
-const QString HEADING = QStringLiteral("log:\nUpdate applied_patches.html ...");
-const QString UPDATED = QStringLiteral("log:applied_patches.html updated");
+const QString HEADING = logged(PAGE);
+const QString UPDATED = logged(PAGE_UPDATED);
+const QString CALL = "perl|/opt/tavrin/5.9/bin/ozna_installed_patches";
 
 } // namespace
 
@@ -73,7 +58,7 @@ private slots:
     {
         QFETCH(QStringList, patches);
         QFETCH(QString, archive);
-        Window window;
+        ApplyingWindow window;
         QCOMPARE(window.initialized, QString());
         for (const QString& name : patches) {
             window.logic.addPatchToList(name, name, false, name + ".tar", "d");
@@ -85,9 +70,9 @@ private slots:
 
     void patchThatIsMarkedAlreadyIsFoundAgain()
     {
-        Window window;
+        ApplyingWindow window;
         window.logic.addPatchToList("P1", "P1", true, "P1.tar", "d");
-        window.logic.addPatchToList("P12", "P12", false, "P12.tar", "d");
+        window.list({"P12.tar"});
         window.logic.setPatchApplied(QFileInfo("P1.tar"));
         QCOMPARE(window.appliedMarks(), QString("YN"));
         QCOMPARE(window.events, QStringList());
@@ -106,59 +91,44 @@ private slots:
     {
         QFETCH(QString, archive);
         QFETCH(QString, shown);
-        Window window;
-        window.logic.addPatchToList("P1", "P1", false, "P1.tar", "d");
+        ApplyingWindow window;
+        window.list({"P1.tar"});
         window.logic.setPatchApplied(QFileInfo(archive));
         QCOMPARE(window.events, QStringList{"log:Internal error: Failed to mark update " + shown + " applied."});
         QCOMPARE(window.appliedMarks(), QString("N"));
     }
 
-    void scriptRunsThroughPerl()
-    {
-        Window window;
-        window.recordPerl();
-        QCOMPARE(window.logic.updateAppliedPatchesHtml(), QString());
-        QCOMPARE(window.events, (QStringList{HEADING, UPDATED}));
-        const QList<FakeToolCall> calls = window.tools.calls();
-        QCOMPARE(calls.size(), 1);
-        QCOMPARE(calls.first().tool, QString("perl"));
-        QCOMPARE(calls.first().arguments, QList<QByteArray>{"/opt/tavrin/5.9/bin/ozna_installed_patches"});
-        QCOMPARE(calls.first().workingDirectory, QDir::current().canonicalPath());
-    }
-
-    void verboseIsPassedOn()
-    {
-        Window window(true, true);
-        window.recordPerl();
-        QCOMPARE(window.logic.updateAppliedPatchesHtml(), QString());
-        QCOMPARE(
-            window.events,
-            (QStringList{HEADING, "log:Executing system command: perl /opt/tavrin/5.9/bin/ozna_installed_patches -v",
-                         UPDATED}));
-        QCOMPARE(window.tools.calls().size(), 1);
-        QCOMPARE(window.tools.calls().first().arguments,
-                 (QList<QByteArray>{"/opt/tavrin/5.9/bin/ozna_installed_patches", "-v"}));
-    }
-
-    void successDoesNotDependOnSilence_data()
+    void scriptRunsThroughPerl_data()
     {
         const Rows<QByteArray, QByteArray> row("output", "errors");
+        row("silence", {}, {});
         row("standard output", "wrote\n", {});
         row("warnings", {}, "warning\n");
         row("both", "wrote\n", "warning\n");
     }
 
-    void successDoesNotDependOnSilence()
+    void scriptRunsThroughPerl()
     {
         QFETCH(QByteArray, output);
         QFETCH(QByteArray, errors);
-        Window window;
-        FakeTool talking;
-        talking.output = output;
-        talking.errors = errors;
-        window.recordPerl(talking);
+        ApplyingWindow window;
+        window.record("perl", FakeTool::printing(output, errors));
         QCOMPARE(window.logic.updateAppliedPatchesHtml(), QString());
         QCOMPARE(window.events, (QStringList{HEADING, UPDATED}));
+        QCOMPARE(window.tools.callLines(), QStringList{CALL});
+        QCOMPARE(window.tools.calls().first().workingDirectory, QDir::current().canonicalPath());
+    }
+
+    void verboseIsPassedOn()
+    {
+        WindowLogic::CommandLineOptions options = WindowLogic::applyOptions();
+        options.verbose = true;
+        ApplyingWindow window(options);
+        window.record("perl");
+        QCOMPARE(window.logic.updateAppliedPatchesHtml(), QString());
+        const QString echo = "log:Executing system command: perl /opt/tavrin/5.9/bin/ozna_installed_patches -v";
+        QCOMPARE(window.events, (QStringList{HEADING, echo, UPDATED}));
+        QCOMPARE(window.tools.callLines(), QStringList{CALL + "|-v"});
     }
 
     void failureReturnsWhatTheScriptSaid_data()
@@ -174,19 +144,15 @@ private slots:
     {
         QFETCH(QByteArray, output);
         QFETCH(QByteArray, errors);
-        Window window;
-        FakeTool failing;
-        failing.status = 2;
-        failing.output = output;
-        failing.errors = errors;
-        window.recordPerl(failing);
+        ApplyingWindow window;
+        window.record("perl", FakeTool::printing(output, errors, 2));
         QTEST(window.logic.updateAppliedPatchesHtml(), "failure");
         QCOMPARE(window.events, QStringList{HEADING});
     }
 
     void missingPerlIsReported()
     {
-        Window window;
+        ApplyingWindow window;
         window.searchToolsOnly();
         QCOMPARE(window.logic.updateAppliedPatchesHtml(), "System command 'perl' failed:\n  " + startErrorOf("perl"));
         QCOMPARE(window.events, QStringList{HEADING});
@@ -194,8 +160,8 @@ private slots:
 
     void withoutLeaveToApplyOnlyTheHeadingIsShown()
     {
-        Window window(false, true);
-        window.recordPerl();
+        WindowLogic window(WindowLogic::verboseOptions());
+        window.record("perl");
         QCOMPARE(window.logic.updateAppliedPatchesHtml(), QString());
         QCOMPARE(window.events, QStringList{HEADING});
         QVERIFY(window.tools.calls().isEmpty());
@@ -203,7 +169,7 @@ private slots:
 
     void realScriptWritesThePage()
     {
-        Window window;
+        ApplyingWindow window;
         window.installation.withTools().withPatched("P1").withPatched("P2");
         QCOMPARE(window.logic.updateAppliedPatchesHtml(), QString());
         QCOMPARE(window.events, (QStringList{HEADING, UPDATED}));

@@ -2,11 +2,23 @@
 // and what real archives, good and broken, become in the hands of the real gunzip and bsdtar. What bsdtar says about a
 // broken one is asked of bsdtar. How the tools are called and heard is the subject of tst_archive_tools.
 #include "archive_window.h"
-#include "helper_run.h"
 #include "test.h"
 #include "test_files.h"
 
-#include <QDir>
+namespace {
+
+// The paths of a list of archives that the logic has added its own to.
+QStringList archivesOf(ArchiveWindow& window, QList<QFileInfo> archives = {})
+{
+    window.logic.buildPatchArchiveList(archives);
+    QStringList paths;
+    for (const QFileInfo& archive : archives) {
+        paths << archive.absoluteFilePath();
+    }
+    return paths;
+}
+
+} // namespace
 
 class TstArchives : public Test
 {
@@ -18,50 +30,20 @@ private slots:
         ArchiveWindow window;
         QCOMPARE(window.initialized, QString());
         window.installation.withPatched("B").withFile("patches/unlisted.tar");
-        for (const char* name : {"C", "B", "A"}) {
-            window.logic.addPatchToList(name, name, false, QString(name) + ".tar.gz", "d");
-        }
+        window.list({"C.tar.gz", "B.tar.gz", "sub/A%201.tar"});
         window.logic.determinePatchesApplied();
-        QList<QFileInfo> archives;
-        window.logic.buildPatchArchiveList(archives);
-        QCOMPARE(archives.size(), 2);
-        QCOMPARE(archives.at(0).absoluteFilePath(), window.archivePath("C.tar.gz"));
-        QCOMPARE(archives.at(1).absoluteFilePath(), window.archivePath("A.tar.gz"));
+        const QStringList paths{window.archivePath("C.tar.gz"), window.archivePath("sub/A%201.tar")};
+        QCOMPARE(archivesOf(window), paths);
         QCOMPARE(window.logic.getPatchName(), QString(" ")); // the walk ran to its end
-    }
-
-    void listIsAppendedTo()
-    {
-        ArchiveWindow window;
-        window.logic.addPatchToList("A", "A", false, "A.tar", "d");
-        QList<QFileInfo> archives{QFileInfo("/tmp/other.tar")};
-        window.logic.buildPatchArchiveList(archives);
-        window.logic.buildPatchArchiveList(archives);
-        QCOMPARE(archives.size(), 3);
-        QCOMPARE(archives.at(0).absoluteFilePath(), QString("/tmp/other.tar"));
-        QCOMPARE(archives.at(1).absoluteFilePath(), window.archivePath("A.tar"));
-        QCOMPARE(archives.at(2).absoluteFilePath(), window.archivePath("A.tar"));
+        QCOMPARE(archivesOf(window, {QFileInfo("/tmp/other.tar")}), QStringList{"/tmp/other.tar"} + paths);
     }
 
     void listNamesTheInstallationWithoutAPatchesDirectory()
     {
         ArchiveWindow window;
         window.installation.without("patches");
-        window.logic.addPatchToList("A", "A", false, "A.tar", "d");
-        QList<QFileInfo> archives;
-        window.logic.buildPatchArchiveList(archives);
-        QCOMPARE(archives.size(), 1);
-        QCOMPARE(archives.first().absoluteFilePath(), window.installation.path("A.tar"));
-    }
-
-    void listTakesNamesWhole()
-    {
-        ArchiveWindow window;
-        window.logic.addPatchToList("A", "A", false, "sub/A%201.tar", "d");
-        QList<QFileInfo> archives;
-        window.logic.buildPatchArchiveList(archives);
-        QCOMPARE(archives.size(), 1);
-        QCOMPARE(archives.first().absoluteFilePath(), window.archivePath("sub/A%201.tar"));
+        window.list({"A.tar"});
+        QCOMPARE(archivesOf(window), QStringList{window.installation.path("A.tar")});
     }
 
     void suffixMakesAnArchive_data()
@@ -113,13 +95,12 @@ private slots:
         QFETCH(QString, left);
         ArchiveWindow window;
         window.pack(name, {"lib/one.txt", "patched/P1"}, compression);
-        QFileInfo archive(window.archivePath(name));
-        QCOMPARE(window.logic.unpackArchive(archive), QString());
-        QCOMPARE(archive.absoluteFilePath(), window.archivePath(left));
-        QCOMPARE(QDir(window.installation.path("patches")).entryList(QDir::Files), QStringList{left});
+        QCOMPARE(window.unpack(name), QString());
+        QCOMPARE(window.archive.absoluteFilePath(), window.archivePath(left));
+        QCOMPARE(window.filesIn("patches"), QStringList{left});
         QCOMPARE(contentOf(window.installation.path("lib/one.txt")), QByteArray("content of lib/one.txt\n"));
         QCOMPARE(contentOf(window.installation.path("patched/P1")), QByteArray("content of patched/P1\n"));
-        QCOMPARE(window.shown(), QStringList{"x /opt/tavrin/5.9/lib/one.txt\nx /opt/tavrin/5.9/patched/P1\n"});
+        QCOMPARE(window.events, QStringList{"log:x /opt/tavrin/5.9/lib/one.txt\nx /opt/tavrin/5.9/patched/P1\n"});
     }
 
     void relativeMembersLandInTheWorkingDirectory()
@@ -131,8 +112,7 @@ private slots:
         writeTestFile("member.txt", "text");
         requireHelper("bsdtar", {"-cf", window.archivePath("p1.tar"), "member.txt"});
         QVERIFY(QFile::remove("member.txt"));
-        QFileInfo archive(window.archivePath("p1.tar"));
-        const QString failure = window.logic.unpackArchive(archive);
+        const QString failure = window.unpack("p1.tar");
         QVERIFY(QDir::setCurrent(before));
         QCOMPARE(failure, QString());
         QCOMPARE(contentOf(elsewhere.filePath("member.txt")), QByteArray("text"));
@@ -157,7 +137,7 @@ private slots:
         QFETCH(bool, present);
         ArchiveWindow window(ArchiveWindow::verboseOptions());
         window.recordArchiver();
-        window.recordDecompressor();
+        window.record("gunzip");
         if (name.endsWith('/')) {
             name.chop(1);
             QVERIFY(QDir().mkdir(window.archivePath(name)));
@@ -165,11 +145,10 @@ private slots:
             window.installation.withFile("patches/" + name, "text");
         }
         const QStringList before = window.installation.tree();
-        QFileInfo archive(window.archivePath(name));
-        QCOMPARE(window.logic.unpackArchive(archive), QString());
-        QCOMPARE(archive.absoluteFilePath(), window.archivePath(name));
+        QCOMPARE(window.unpack(name), QString());
+        QCOMPARE(window.archive.absoluteFilePath(), window.archivePath(name));
         QCOMPARE(window.tools.callLines(), QStringList());
-        QCOMPARE(window.shown(), QStringList());
+        QCOMPARE(window.events, QStringList());
         QCOMPARE(window.installation.tree(), before);
     }
 
@@ -191,7 +170,7 @@ private slots:
         QFETCH(bool, decompressed);
         ArchiveWindow window;
         window.recordArchiver();
-        window.recordDecompressor();
+        window.record("gunzip");
         const QString name = QTest::currentDataTag();
         window.installation.withFile("patches/" + name, "text");
         QFileInfo archive(window.archivePath(name));
@@ -211,14 +190,14 @@ private slots:
                                                                      "isFailure");
         const QList<QPair<QString, QStringList>> kinds{
             {"p1.tar", {}}, {"p1.tar.gz", {"-z"}}, {"p1.tar.bz2", {"-j"}}, {"p1.tar.Z", {"-Z"}}, {"p1.gz", {"-z"}}};
-        for (const auto& kind : kinds) {
+        for (const auto& [name, compression] : kinds) {
             for (const QString where : {"head", "middle", "end"}) {
                 // The archive tool skips a broken header in its listing and is content; and a file made by compress has
                 // no end of its own, so gunzip makes of a short one a short archive.
-                const bool isFailure = kind.first != "p1.tar" || where != "middle";
-                const bool isDecompressed = kind.first == "p1.tar.Z" && where == "end";
-                row(qPrintable(kind.first + ", " + where), kind.first, kind.second, where,
-                    (isDecompressed ? "p1.tar" : kind.first), isFailure);
+                const bool isFailure = name != "p1.tar" || where != "middle";
+                const bool isDecompressed = name == "p1.tar.Z" && where == "end";
+                row(qPrintable(name + ", " + where), name, compression, where, (isDecompressed ? "p1.tar" : name),
+                    isFailure);
             }
         }
     }
@@ -236,7 +215,7 @@ private slots:
         if (where == "head") {
             bytes.replace(0, 64, QByteArray(64, '\xff'));
         } else if (where == "middle") {
-            // Of a plain archive the second header, of a compressed one what stands in its midst.
+            // Of a plain archive the second header, of a compressed one what is in its middle.
             const int position = compression.isEmpty() ? 1024 : bytes.size() / 2;
             bytes.replace(position, 16, QByteArray(16, '\xff'));
         } else {
@@ -244,16 +223,15 @@ private slots:
         }
         writeTestFile(window.archivePath(name), bytes);
 
-        QFileInfo archive(window.archivePath(name));
-        const QString failure = window.logic.unpackArchive(archive);
-        QCOMPARE(archive.absoluteFilePath(), window.archivePath(left));
-        QCOMPARE(QDir(window.installation.path("patches")).entryList(QDir::Files), QStringList{left});
+        const QString failure = window.unpack(name);
+        QCOMPARE(window.archive.absoluteFilePath(), window.archivePath(left));
+        QCOMPARE(window.filesIn("patches"), QStringList{left});
         const HelperRun run = runHelper(window.installation.path("bin/bsdtar"), {"-xvPf", window.archivePath(left)});
         const QString said = run.errors;
         QVERIFY2(said.contains("bsdtar: "), qPrintable(said));
         QCOMPARE(run.status, isFailure ? 1 : 0);
         QCOMPARE(failure, isFailure ? said : QString());
-        QCOMPARE(window.shown(), isFailure ? QStringList() : QStringList{said});
+        QCOMPARE(window.events, isFailure ? QStringList() : QStringList{"log:" + said});
     }
 };
 

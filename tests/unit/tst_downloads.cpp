@@ -2,10 +2,8 @@
 // install sequence after the last download. Failures, which are reported while the run carries on, are the subject of
 // tst_download_failures.
 #include "download_window.h"
-#include "fake_patch_server.h"
 #include "page_reply.h"
 #include "test.h"
-#include "test_files.h"
 
 #include <QPointer>
 #include <QScopeGuard>
@@ -23,76 +21,67 @@ class TstDownloads : public Test
 private slots:
     void missingPatchesAreInstalled()
     {
-        FakePatchServer server;
-        server.answer("/5.9/P1.tar", Answer::body("one"));
-        server.answer("/5.9/P3.tar", Answer::body("three").after("/5.9/P1.tar"));
-        DownloadWindow window(server.url("/5.9"));
+        DownloadWindow window;
         QCOMPARE(window.initialized, QString());
         window.installation.withPatched("P2");
-        for (const char* archive : {"P1.tar", "P2.tar", "P3.tar"}) {
-            window.list(archive);
-        }
+        window.offer("P1.tar", Answer::body("one"));
+        window.list({"P2.tar"});
+        window.offer("P3.tar", Answer::body("three").after("/5.9/P1.tar"));
         window.logic.determinePatchesApplied();
-        window.logic.applyPatches();
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
-        QCOMPARE(window.events, (QStringList{START, downloaded("P1.tar"), downloaded("P3.tar"), APPLY,
-                                             installed("P1.tar"), installed("P3.tar")} +
-                                 FINISH));
-        QCOMPARE(server.requestedPaths().size(), 2);
-        QCOMPARE(server.requests().first().method, QByteArray("GET"));
+        window.install();
+        QCOMPARE(window.events, (QStringList{START, downloaded("P1.tar"), downloaded("P3.tar")} +
+                                 installationOf({"P1.tar", "P3.tar"})));
+        QCOMPARE(window.server.requestedPaths().size(), 2);
+        QCOMPARE(window.server.requests().first().method, QByteArray("GET"));
         QCOMPARE(window.tools.callLines(), (QStringList{"bsdtar|-xvPf|/opt/tavrin/5.9/patches/P1.tar",
                                                         "bsdtar|-xvPf|/opt/tavrin/5.9/patches/P3.tar",
                                                         "perl|/opt/tavrin/5.9/bin/ozna_installed_patches"}));
         QCOMPARE(window.filesIn("patches"), (QStringList{"P1.tar", "P3.tar"}));
-        QCOMPARE(contentOf(window.installation.path("patches/P1.tar")), QByteArray("one"));
-        QCOMPARE(contentOf(window.installation.path("patches/P3.tar")), QByteArray("three"));
+        QCOMPARE(window.stored("P1.tar"), QByteArray("one"));
+        QCOMPARE(window.stored("P3.tar"), QByteArray("three"));
         QCOMPARE(window.appliedMarks(), QString("YYY"));
         QVERIFY(!window.logic.updatesNeeded());
     }
 
     void requestsGoOutAtOnce()
     {
-        FakePatchServer server;
-        DownloadWindow window(server.url("/5.9/"));
+        DownloadWindow window;
         QList<QByteArray> paths;
         for (int i = 1; i <= 6; ++i) { // as many as Qt has connections to one host
             const QString archive = QString("P%1.tar").arg(i);
             paths << "/5.9/" + archive.toUtf8();
-            server.answer(paths.last(), Answer::body("text").held());
-            window.list(archive);
+            window.offer(archive, Answer::body("text").held());
         }
         window.logic.applyPatches();
-        QTRY_COMPARE(server.requestedPaths().size(), 6);
-        QList<QByteArray> requested = server.requestedPaths();
+        QTRY_COMPARE(window.server.requestedPaths().size(), 6);
+        QList<QByteArray> requested = window.server.requestedPaths();
         std::sort(requested.begin(), requested.end());
         QCOMPARE(requested, paths);
         QCOMPARE(window.events, QStringList{START});
         QCOMPARE(window.filesIn("patches"), QStringList());
 
         for (int i = 0; i < 5; ++i) {
-            server.release(paths.at(i));
+            window.server.release(paths.at(i));
         }
         QTRY_COMPARE(window.events.size(), 6);
-        QVERIFY(!window.events.contains(APPLY));
-        server.release(paths.last());
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
-        QCOMPARE(window.events.count(APPLY), 1);
+        QVERIFY(!window.events.contains(INSTALL));
+        window.server.release(paths.last());
+        window.waitForEnd();
+        QCOMPARE(window.events.count(INSTALL), 1);
         QCOMPARE(window.filesIn("patches").size(), 6);
     }
 
     void nothingHappensWhenEverythingIsApplied()
     {
-        FakePatchServer server;
-        DownloadWindow window(server.url("/5.9/"));
+        DownloadWindow window;
         window.installation.withPatched("P1");
-        window.list("P1.tar");
+        window.list({"P1.tar"});
         window.logic.determinePatchesApplied();
         window.logic.applyPatches();
         // A request that goes out afterwards comes back; anything the first call had started would be in before it.
-        window.list("P2.tar");
-        server.answer("/5.9/P2.tar", Answer::body("two").held());
+        window.offer("P2.tar", Answer::body("two").held());
         window.logic.applyPatches();
-        QTRY_COMPARE(server.requestedPaths(), QList<QByteArray>{"/5.9/P2.tar"});
+        QTRY_COMPARE(window.server.requestedPaths(), QList<QByteArray>{"/5.9/P2.tar"});
         QCOMPARE(window.events, (QStringList{START, START}));
         QCOMPARE(window.tools.callLines(), QStringList());
         QCOMPARE(window.filesIn("patches"), QStringList());
@@ -100,10 +89,8 @@ private slots:
 
     void nothingHappensWithoutLeaveToDoAnything()
     {
-        WindowLogic::CommandLineOptions options = downloadOptions("file:///nowhere/");
-        options.apply = false;
-        DownloadWindow window(options);
-        window.list("P1.tar");
+        DownloadWindow window(WindowLogic::quietOptions("file:///nowhere/"));
+        window.list({"P1.tar"});
         window.logic.applyPatches();
         QCoreApplication::processEvents();
         QCOMPARE(window.events, QStringList());
@@ -112,18 +99,15 @@ private slots:
 
     void dryRunShowsItsStepsOnly()
     {
-        const QTemporaryDir source;
-        writeTestFile(source.filePath("P1.tar"), "one");
-        WindowLogic::CommandLineOptions options = downloadOptions("file://" + source.path());
-        options.apply = false;
+        LocalSource source{PatchPage()};
+        source.withFile("P1.tar", "one");
+        WindowLogic::CommandLineOptions options = WindowLogic::quietOptions(source.url());
         options.showProposed = true;
         DownloadWindow window(options);
-        window.list("P1.tar");
+        window.list({"P1.tar"});
         const QStringList before = window.installation.tree();
         window.logic.applyPatches();
-        QCOMPARE(window.events,
-                 (QStringList{"log:Download and install patch files ...", "log:\nUpdate applied_patches.html ...",
-                              "log:\nYou may restart systems now"}));
+        QCOMPARE(window.events, (QStringList{logged(DRY_DOWNLOAD), logged(PAGE), logged(RESTART)}));
         QCoreApplication::processEvents(); // a local file would come in at once
         QCOMPARE(window.events.size(), 3);
         QCOMPARE(window.tools.callLines(), QStringList());
@@ -134,11 +118,10 @@ private slots:
     void headingGoesByTheDryRunAlone_data()
     {
         const Rows<bool, bool, QString> row("apply", "showProposed", "heading");
-
         row("neither", false, false, START);
         row("leave to apply", true, false, START);
-        row("dry run", false, true, "log:Download and install patch files ...");
-        row("both", true, true, "log:Download and install patch files ...");
+        row("dry run", false, true, logged(DRY_DOWNLOAD));
+        row("both", true, true, logged(DRY_DOWNLOAD));
     }
 
     void headingGoesByTheDryRunAlone()
@@ -146,76 +129,51 @@ private slots:
         QFETCH(bool, apply);
         QFETCH(bool, showProposed);
         QFETCH(QString, heading);
-        const QTemporaryDir source;
-        writeTestFile(source.filePath("P1.tar"), "one");
-        WindowLogic::CommandLineOptions options = downloadOptions("file://" + source.path());
+        LocalSource source{PatchPage()};
+        source.withFile("P1.tar", "one");
+        WindowLogic::CommandLineOptions options = WindowLogic::quietOptions(source.url());
         options.apply = apply;
         options.showProposed = showProposed;
         DownloadWindow window(options);
-        window.list("P1.tar");
+        window.list({"P1.tar"});
         window.logic.beginDownload();
         QCOMPARE(window.events, QStringList{heading});
         QCoreApplication::processEvents(); // a local file comes in at once
         QCOMPARE(window.events.contains(downloaded("P1.tar")), apply);
     }
 
-    void addressIsTheUrlWithTheNameBehindIt_data()
+    void addressAndFileFollowTheListedName_data()
     {
-        const Rows<QString, QByteArray> row("archive", "path");
-        row("name", "P1.tar", "/5.9/P1.tar");
-        row("directory part", "sub/P1.tar", "/5.9/sub/P1.tar");
-        row("blank is encoded", "P 1.tar", "/5.9/P%201.tar");
-        row("encoded stays", "P%201.tar", "/5.9/P%201.tar");
-        row("lone percent sign", "P1%.tar", "/5.9/P1%25.tar");
-        row("beyond ASCII", QString::fromUtf8("P\xc3\xa9.tar"), "/5.9/P%C3%A9.tar");
-        row("query", "P1.tar?v=2", "/5.9/P1.tar?v=2");
-        row("no separator is added for a rooted name", "/P1.tar", "/5.9//P1.tar");
+        // path: of the request; unpacked: empty when the archive is not found under its listed name
+        const Rows<QString, QByteArray, QString, QString> row("archive", "path", "file", "unpacked");
+        const QString accented = QString::fromUtf8("P\xc3\xa9.tar");
+        row("plain", "P1.tar", "/5.9/P1.tar", "P1.tar", "P1.tar");
+        row("blank is encoded", "P 1.tar", "/5.9/P%201.tar", "P 1.tar", "P 1.tar");
+        row("encoded blank stays", "P%201.tar", "/5.9/P%201.tar", "P 1.tar", "");
+        row("beyond ASCII", accented, "/5.9/P%C3%A9.tar", accented, accented);
+        row("encoded beyond ASCII", "P%C3%A9.tar", "/5.9/P%C3%A9.tar", accented, "");
+        row("lone percent sign", "P1%.tar", "/5.9/P1%25.tar", "P1%.tar", "P1%.tar");
+        row("encoded percent sign", "P%2541.tar", "/5.9/P%2541.tar", "P%41.tar", "");
+        row("directory part", "sub/P1.tar", "/5.9/sub/P1.tar", "P1.tar", "");
+        row("encoded separator", "sub%2FP1.tar", "/5.9/sub%2FP1.tar", "P1.tar", "");
+        row("no separator is added for a rooted name", "/P1.tar", "/5.9//P1.tar", "P1.tar", "");
+        row("query", "P1.tar?v=2", "/5.9/P1.tar?v=2", "P1.tar", "");
+        row("query that ends like an archive", "P1.tar?v=2.tar", "/5.9/P1.tar?v=2.tar", "P1.tar", "");
     }
 
-    void addressIsTheUrlWithTheNameBehindIt()
+    void addressAndFileFollowTheListedName()
     {
         QFETCH(QString, archive);
         QFETCH(QByteArray, path);
-        FakePatchServer server;
-        server.answer(path, Answer::body("text"));
-        DownloadWindow window(server.url("/5.9/"));
-        window.list(archive);
-        window.logic.applyPatches();
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
-        QCOMPARE(server.requestedPaths(), QList<QByteArray>{path});
-        QCOMPARE(window.events.filter("fail:"), QStringList());
-    }
-
-    void fileIsStoredUnderTheDecodedLastPart_data()
-    {
-        // unpacked: empty when the archive is not found under its listed name
-        const Rows<QString, QString, QString> row("archive", "file", "unpacked");
-        row("plain", "P1.tar", "P1.tar", "P1.tar");
-        row("blank", "P 1.tar", "P 1.tar", "P 1.tar");
-        row("beyond ASCII", QString::fromUtf8("P\xc3\xa9.tar"), QString::fromUtf8("P\xc3\xa9.tar"),
-            QString::fromUtf8("P\xc3\xa9.tar"));
-        row("encoded blank is looked for as listed", "P%201.tar", "P 1.tar", "");
-        row("encoded beyond ASCII", "P%C3%A9.tar", QString::fromUtf8("P\xc3\xa9.tar"), "");
-        row("encoded percent sign", "P%2541.tar", "P%41.tar", "");
-        row("encoded separator", "sub%2FP1.tar", "P1.tar", "");
-        row("directory part is looked for as listed", "sub/P1.tar", "P1.tar", "");
-        row("query is no part of the path", "P1.tar?v=2.tar", "P1.tar", "");
-    }
-
-    void fileIsStoredUnderTheDecodedLastPart()
-    {
-        QFETCH(QString, archive);
         QFETCH(QString, file);
         QFETCH(QString, unpacked);
-        FakePatchServer server;
-        server.answer(QUrl(server.url("/5.9/") + archive).toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority),
-                      Answer::body("text"));
-        DownloadWindow window(server.url("/5.9/"));
-        window.list(archive);
-        window.logic.applyPatches();
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
+        DownloadWindow window;
+        window.server.answer(path, Answer::body("text"));
+        window.list({archive});
+        window.install();
+        QCOMPARE(window.server.requestedPaths(), QList<QByteArray>{path});
         const QString lastPart = archive.mid(archive.lastIndexOf('/') + 1);
-        QCOMPARE(window.events, (QStringList{START, downloaded(file), APPLY, installed(lastPart)} + FINISH));
+        QCOMPARE(window.events, (QStringList{START, downloaded(file)} + installationOf({lastPart})));
         QCOMPARE(window.filesIn("patches"), QStringList{file});
         QStringList calls;
         if (!unpacked.isEmpty()) {
@@ -226,31 +184,23 @@ private slots:
 
     void laterDownloadOfTheSameFileStays()
     {
-        FakePatchServer server;
-        server.answer("/5.9/a/P1.tar", Answer::body("first on the list, finished last").after("/5.9/b/P1.tar"));
-        server.answer("/5.9/b/P1.tar", Answer::body("second on the list"));
-        DownloadWindow window(server.url("/5.9/"));
-        window.list("a/P1.tar");
-        window.list("b/P1.tar");
-        window.logic.applyPatches();
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
-        QCOMPARE(window.events, (QStringList{START, downloaded("P1.tar"), downloaded("P1.tar"), APPLY,
-                                             installed("P1.tar"), installed("P1.tar")} +
-                                 FINISH));
+        DownloadWindow window;
+        window.offer("a/P1.tar", Answer::body("first on the list, finished last").after("/5.9/b/P1.tar"));
+        window.offer("b/P1.tar", Answer::body("second on the list"));
+        window.install();
+        QCOMPARE(window.events, (QStringList{START, downloaded("P1.tar"), downloaded("P1.tar")} +
+                                 installationOf({"P1.tar", "P1.tar"})));
         QCOMPARE(window.filesIn("patches"), QStringList{"P1.tar"});
-        QCOMPARE(contentOf(window.installation.path("patches/P1.tar")), QByteArray("first on the list, finished last"));
+        QCOMPARE(window.stored("P1.tar"), QByteArray("first on the list, finished last"));
     }
 
     void olderFileIsReplaced()
     {
-        FakePatchServer server;
-        server.answer("/5.9/P1.tar", Answer::body("new"));
-        DownloadWindow window(server.url("/5.9/"));
+        DownloadWindow window;
+        window.offer("P1.tar", Answer::body("new"));
         window.installation.withFile("patches/P1.tar", "older and longer");
-        window.list("P1.tar");
-        window.logic.applyPatches();
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
-        QCOMPARE(contentOf(window.installation.path("patches/P1.tar")), QByteArray("new"));
+        window.install();
+        QCOMPARE(window.stored("P1.tar"), QByteArray("new"));
     }
 
     void largeBodyIsStoredWhole()
@@ -259,51 +209,38 @@ private slots:
         for (int i = 0; body.size() < 3000000; ++i) {
             body += QByteArray::number(i) + '\0';
         }
-        FakePatchServer server;
-        server.answer("/5.9/P1.tar", Answer::body(body));
-        DownloadWindow window(server.url("/5.9/"));
-        window.list("P1.tar");
-        window.logic.applyPatches();
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
-        QVERIFY(contentOf(window.installation.path("patches/P1.tar")) == body);
+        DownloadWindow window;
+        window.offer("P1.tar", Answer::body(body));
+        window.install();
+        QVERIFY(window.stored("P1.tar") == body);
     }
 
     void installationFollowsTheListNotTheDownloads()
     {
-        FakePatchServer server;
-        server.answer("/5.9/P1.tar", Answer::body("one").after("/5.9/P2.tar"));
-        server.answer("/5.9/P2.tar", Answer::body("two").after("/5.9/P3.tar"));
-        server.answer("/5.9/P3.tar", Answer::body("three"));
-        DownloadWindow window(server.url("/5.9/"));
-        for (const char* archive : {"P1.tar", "P2.tar", "P3.tar"}) {
-            window.list(archive);
-        }
-        window.logic.applyPatches();
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
-        QCOMPARE(window.events, (QStringList{START, downloaded("P3.tar"), downloaded("P2.tar"), downloaded("P1.tar"),
-                                             APPLY, installed("P1.tar"), installed("P2.tar"), installed("P3.tar")} +
-                                 FINISH));
+        DownloadWindow window;
+        window.offer("P1.tar", Answer::body("one").after("/5.9/P2.tar"));
+        window.offer("P2.tar", Answer::body("two").after("/5.9/P3.tar"));
+        window.offer("P3.tar", Answer::body("three"));
+        window.install();
+        QCOMPARE(window.events, (QStringList{START, downloaded("P3.tar"), downloaded("P2.tar"), downloaded("P1.tar")} +
+                                 installationOf({"P1.tar", "P2.tar", "P3.tar"})));
     }
 
     void downloadsCanBeStartedAgain()
     {
-        FakePatchServer server;
-        server.answer("/5.9/P1.tar", Answer::body("one"));
-        DownloadWindow window(server.url("/5.9/"));
-        window.list("P1.tar");
-        window.list("P2.tar");
-        window.logic.applyPatches();
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
+        DownloadWindow window;
+        window.offer("P1.tar", Answer::body("one"));
+        window.list({"P2.tar"});
+        window.install();
         QCOMPARE(window.appliedMarks(), QString("YN"));
 
         window.events.clear();
-        server.answer("/5.9/P2.tar", Answer::body("two"));
-        window.logic.applyPatches();
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
-        QCOMPARE(window.events, (QStringList{START, downloaded("P2.tar"), APPLY, installed("P2.tar")} + FINISH));
+        window.server.answer("/5.9/P2.tar", Answer::body("two"));
+        window.install();
+        QCOMPARE(window.events, (QStringList{START, downloaded("P2.tar")} + installationOf({"P2.tar"})));
         QCOMPARE(window.appliedMarks(), QString("YY"));
-        QCOMPARE(server.requestedPaths().last(), QByteArray("/5.9/P2.tar"));
-        QCOMPARE(server.requestedPaths().size(), 3);
+        QCOMPARE(window.server.requestedPaths().last(), QByteArray("/5.9/P2.tar"));
+        QCOMPARE(window.server.requestedPaths().size(), 3);
 
         window.events.clear();
         window.logic.applyPatches();
@@ -314,49 +251,42 @@ private slots:
     // As when the button is pressed again during the downloads.
     void secondQueueDoesNotWaitForTheFirst()
     {
-        FakePatchServer server;
-        server.answer("/slow/P1.tar", Answer::body("slow").held());
-        server.answer("/quick/P1.tar", Answer::body("quick"));
-        DownloadWindow window(server.url("/slow/"));
-        window.list("P1.tar");
+        DownloadWindow window;
+        window.offer("P1.tar", Answer::body("slow").held());
+        window.server.answer("/quick/P1.tar", Answer::body("quick"));
         window.logic.applyPatches();
-        QTRY_COMPARE(server.requestedPaths(), QList<QByteArray>{"/slow/P1.tar"});
-        QCOMPARE(window.logic.validateCurrentUrl(server.url("/quick/")), QString());
-        window.logic.applyPatches();
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
-        QCOMPARE(window.events, (QStringList{START, START, downloaded("P1.tar"), APPLY, installed("P1.tar")} + FINISH));
-        QCOMPARE(contentOf(window.installation.path("patches/P1.tar")), QByteArray("quick"));
+        QTRY_COMPARE(window.server.requestedPaths(), QList<QByteArray>{"/5.9/P1.tar"});
+        QCOMPARE(window.logic.validateCurrentUrl(window.server.url("/quick/")), QString());
+        window.install();
+        QCOMPARE(window.events, (QStringList{START, START, downloaded("P1.tar")} + installationOf({"P1.tar"})));
+        QCOMPARE(window.stored("P1.tar"), QByteArray("quick"));
 
         // The first one's download still counts when it comes, and ends a queue of its own.
         window.events.clear();
-        server.release("/slow/P1.tar");
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
-        QCOMPARE(window.events, (QStringList{downloaded("P1.tar"), APPLY} + FINISH));
-        QCOMPARE(contentOf(window.installation.path("patches/P1.tar")), QByteArray("slow"));
+        window.server.release("/5.9/P1.tar");
+        window.waitForEnd();
+        QCOMPARE(window.events, QStringList{downloaded("P1.tar")} + installationOf({}));
+        QCOMPARE(window.stored("P1.tar"), QByteArray("slow"));
     }
 
     void localSourceIsReadTheSameWay()
     {
-        const QTemporaryDir source;
-        writeTestFile(source.filePath("P1.tar"), "one");
-        writeTestFile(source.filePath("P 2.tar"), "two");
-        DownloadWindow window("file://" + source.path());
-        window.list("P1.tar");
-        window.list("P 2.tar");
-        window.logic.applyPatches();
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
-        QCOMPARE(window.events, (QStringList{START, downloaded("P1.tar"), downloaded("P 2.tar"), APPLY,
-                                             installed("P1.tar"), installed("P 2.tar")} +
-                                 FINISH));
-        QCOMPARE(contentOf(window.installation.path("patches/P1.tar")), QByteArray("one"));
-        QCOMPARE(contentOf(window.installation.path("patches/P 2.tar")), QByteArray("two"));
-        QCOMPARE(contentOf(source.filePath("P1.tar")), QByteArray("one"));
+        LocalSource source{PatchPage()};
+        source.withFile("P1.tar", "one").withFile("P 2.tar", "two");
+        DownloadWindow window(source.url());
+        window.list({"P1.tar", "P 2.tar"});
+        window.install();
+        QCOMPARE(window.events, (QStringList{START, downloaded("P1.tar"), downloaded("P 2.tar")} +
+                                 installationOf({"P1.tar", "P 2.tar"})));
+        QCOMPARE(window.stored("P1.tar"), QByteArray("one"));
+        QCOMPARE(window.stored("P 2.tar"), QByteArray("two"));
+        QCOMPARE(contentOf(source.path() + "/P1.tar"), QByteArray("one"));
     }
 
     void localFilesMayBeMoreThanTheUsualLimitOfOpenFiles()
     {
         const int patches = 150;
-        const QTemporaryDir source;
+        LocalSource source{PatchPage()};
         rlimit usual = {};
         QCOMPARE(getrlimit(RLIMIT_NOFILE, &usual), 0);
         const auto restored = qScopeGuard([&usual] { setrlimit(RLIMIT_NOFILE, &usual); });
@@ -364,18 +294,17 @@ private slots:
         low.rlim_cur = 100;
         QCOMPARE(setrlimit(RLIMIT_NOFILE, &low), 0);
 
-        DownloadWindow window("file://" + source.path());
+        DownloadWindow window(source.url());
         QStringList expected{START};
         for (int i = 1; i <= patches; ++i) {
             const QString archive = QStringLiteral("P%1.zip").arg(i); // of no known kind, so nothing is started for it
-            writeTestFile(source.filePath(archive), "content of " + archive.toUtf8());
-            window.list(archive);
+            source.withFile(archive, "content of " + archive.toUtf8());
+            window.list({archive});
             expected << downloaded(archive);
         }
-        window.logic.applyPatches();
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
+        window.install();
         QCOMPARE(window.events.mid(0, patches + 1), expected);
-        QCOMPARE(contentOf(window.installation.path("patches/P150.zip")), QByteArray("content of P150.zip"));
+        QCOMPARE(window.stored("P150.zip"), QByteArray("content of P150.zip"));
 
         // The programs started later inherit the limit, so it grows by no more than was needed.
         rlimit raised = {};
@@ -385,49 +314,47 @@ private slots:
 
     void overriddenReleaseKeepsItsPage()
     {
-        WindowLogic::CommandLineOptions options = downloadOptions("file:///nowhere/");
+        WindowLogic::CommandLineOptions options = WindowLogic::applyOptions("file:///nowhere/");
         options.release = "5.8";
         const FakeInstallation overriding("5.8");
         DownloadWindow window(options);
         window.tools.addTo(overriding.path("bin"), "bsdtar");
         QCOMPARE(window.initialized, QString());
-        window.list("P1.tar");
+        window.list({"P1.tar"});
         // An override forbids to apply, so a reply can only come from elsewhere.
-        window.receive(new PageReply("one", "http://host.test/5.8/P1.tar"));
-        QCOMPARE(window.events, (QStringList{downloaded("P1.tar"), APPLY, installed("P1.tar"),
-                                             "log:\nYou may restart systems now", "status"}));
+        window.receiveArchive(new PageReply("one", "http://host.test/5.8/P1.tar"));
+        QCOMPARE(window.events,
+                 (QStringList{downloaded("P1.tar"), INSTALL, installed("P1.tar"), logged(RESTART), "status"}));
         QCOMPARE(contentOf(overriding.path("patches/P1.tar")), QByteArray("one"));
         QCOMPARE(window.tools.callLines(), QStringList{"bsdtar|-xvPf|/opt/tavrin/5.8/patches/P1.tar"});
     }
 
     void repliesFromElsewhereCountOnlyWhenNoneIsOut()
     {
-        FakePatchServer server;
-        server.answer("/5.9/P1.tar", Answer::body("one").held());
-        DownloadWindow window(server.url("/5.9/"));
-        window.list("P1.tar");
+        DownloadWindow window;
+        window.offer("P1.tar", Answer::body("one").held());
         window.logic.applyPatches();
-        window.receive(new PageReply("other", "http://host.test/5.9/P9.tar"));
+        window.receiveArchive(new PageReply("other", "http://host.test/5.9/P9.tar"));
         QCOMPARE(window.events, (QStringList{START, downloaded("P9.tar")}));
-        QTRY_COMPARE(server.requestedPaths().size(), 1);
-        server.release("/5.9/P1.tar");
-        QTRY_COMPARE(window.events.value(window.events.size() - 1), QString("status"));
+        QTRY_COMPARE(window.server.requestedPaths().size(), 1);
+        window.server.release("/5.9/P1.tar");
+        window.waitForEnd();
         QCOMPARE(window.events,
-                 (QStringList{START, downloaded("P9.tar"), downloaded("P1.tar"), APPLY, installed("P1.tar")} + FINISH));
+                 (QStringList{START, downloaded("P9.tar"), downloaded("P1.tar")} + installationOf({"P1.tar"})));
 
         window.events.clear();
-        window.receive(new PageReply("another", "http://host.test/5.9/P9.tar"));
-        QCOMPARE(window.events, (QStringList{downloaded("P9.tar"), APPLY} + FINISH));
-        QCOMPARE(contentOf(window.installation.path("patches/P9.tar")), QByteArray("another"));
+        window.receiveArchive(new PageReply("another", "http://host.test/5.9/P9.tar"));
+        QCOMPARE(window.events, QStringList{downloaded("P9.tar")} + installationOf({}));
+        QCOMPARE(window.stored("P9.tar"), QByteArray("another"));
     }
 
     void repliesAreReleased_data()
     {
         const Rows<int, int, QByteArray> row("status", "error", "body");
-        row("good", 200, int(QNetworkReply::NoError), "text");
-        row("empty", 200, int(QNetworkReply::NoError), {});
-        row("redirected", 302, int(QNetworkReply::NoError), {});
-        row("failed", 404, int(QNetworkReply::ContentNotFoundError), {});
+        row("good", 200, QNetworkReply::NoError, "text");
+        row("empty", 200, QNetworkReply::NoError, {});
+        row("redirected", 302, QNetworkReply::NoError, {});
+        row("failed", 404, QNetworkReply::ContentNotFoundError, {});
     }
 
     void repliesAreReleased()
@@ -439,7 +366,7 @@ private slots:
         const QPointer<PageReply> reply = new PageReply(body, "http://host.test/5.9/P1.tar");
         reply->setStatus(status);
         reply->fail(static_cast<QNetworkReply::NetworkError>(error), "text");
-        window.receive(reply);
+        window.receiveArchive(reply);
         QVERIFY(!reply.isNull());
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(reply.isNull());

@@ -3,19 +3,17 @@
 #include "test.h"
 #include "window_logic.h"
 
-#include <QDir>
-
 namespace {
 
-// A window run, so that nothing ends this process, with an address to mail to and a recorder for perl.
-struct Mailer : WindowLogic
+// A window run, so that nothing ends this process, with an address to mail to.
+struct MailingWindow : WindowLogic
 {
-    explicit Mailer(bool verbose = false, const QString& address = "admin@host.test")
-        : WindowLogic(optionsFor(verbose, address))
+    explicit MailingWindow(bool verbose = false, const QString& address = "admin@host.test")
+        : WindowLogic(mailOptions(verbose, address))
     {
     }
 
-    static CommandLineOptions optionsFor(bool verbose, const QString& address)
+    static CommandLineOptions mailOptions(bool verbose, const QString& address)
     {
         CommandLineOptions options = verbose ? verboseOptions() : quietOptions();
         options.email = address;
@@ -25,12 +23,11 @@ struct Mailer : WindowLogic
     void recordPerl(FakeTool tool = FakeTool())
     {
         tool.readsInput = true;
-        tools.add("perl", tool);
-        searchToolsOnly();
+        record("perl", tool);
     }
 };
 
-const QString REPORT = QStringLiteral("header\nNot Installed: P1\nNot Installed: P2\n");
+const QString REPORT = "header\nNot Installed: P1\nNot Installed: P2\n";
 
 } // namespace
 
@@ -41,30 +38,25 @@ class TstMail : public Test
 private slots:
     void mailerIsCalledWithSubjectAndAddress()
     {
-        Mailer mailer;
-        QCOMPARE(mailer.initialized, QString());
-        mailer.recordPerl();
-        QCOMPARE(mailer.logic.emailPatchInfo(REPORT), QString());
-        const QList<FakeToolCall> calls = mailer.tools.calls();
-        QCOMPARE(calls.size(), 1);
-        QCOMPARE(calls.first().tool, QString("perl"));
-        // The quotes and the blank in front of the second one belong to the subject.
-        QCOMPARE(calls.first().arguments,
-                 (QList<QByteArray>{"rtmail", "-s", "'2 Tavrin patches available' ", "admin@host.test"}));
-        QCOMPARE(calls.first().input, REPORT.toLatin1());
-        QCOMPARE(calls.first().workingDirectory, QDir::current().canonicalPath());
-        QCOMPARE(mailer.events, QStringList());
+        MailingWindow window;
+        QCOMPARE(window.initialized, QString());
+        window.recordPerl();
+        QCOMPARE(window.logic.emailPatchInfo(REPORT), QString());
+        // The quotes and the blank after the second one belong to the subject.
+        QCOMPARE(window.tools.callLines(), QStringList{"perl|rtmail|-s|'2 Tavrin patches available' |admin@host.test"});
+        QCOMPARE(window.tools.calls().first().input, REPORT.toLatin1());
+        QCOMPARE(window.tools.calls().first().workingDirectory, QDir::current().canonicalPath());
+        QCOMPARE(window.events, QStringList());
     }
 
-    void verboseStandsBeforeTheSubject()
+    void verboseComesBeforeTheSubject()
     {
-        Mailer mailer(true);
-        mailer.recordPerl();
-        QCOMPARE(mailer.logic.emailPatchInfo(REPORT), QString());
-        QCOMPARE(mailer.tools.calls().size(), 1);
-        QCOMPARE(mailer.tools.calls().first().arguments,
-                 (QList<QByteArray>{"rtmail", "-v", "-s", "'2 Tavrin patches available' ", "admin@host.test"}));
-        QCOMPARE(mailer.events,
+        MailingWindow window(true);
+        window.recordPerl();
+        QCOMPARE(window.logic.emailPatchInfo(REPORT), QString());
+        QCOMPARE(window.tools.callLines(),
+                 QStringList{"perl|rtmail|-v|-s|'2 Tavrin patches available' |admin@host.test"});
+        QCOMPARE(window.events,
                  QStringList{"log:Executing system command: perl rtmail -v -s '2 Tavrin patches available'  "
                              "admin@host.test"});
     }
@@ -84,12 +76,12 @@ private slots:
     void subjectCountsWhatIsNotInstalled()
     {
         QFETCH(QString, report);
-        Mailer mailer;
-        mailer.recordPerl();
-        QCOMPARE(mailer.logic.emailPatchInfo(report), QString());
-        QCOMPARE(mailer.tools.calls().size(), 1);
-        QTEST(mailer.tools.calls().first().arguments.value(2), "subject");
-        QCOMPARE(mailer.tools.calls().first().input, report.toLatin1());
+        MailingWindow window;
+        window.recordPerl();
+        QCOMPARE(window.logic.emailPatchInfo(report), QString());
+        QCOMPARE(window.tools.calls().size(), 1);
+        QTEST(window.tools.calls().first().arguments.value(2), "subject");
+        QCOMPARE(window.tools.calls().first().input, report.toLatin1());
     }
 
     void nothingIsSentWithoutAMissingPatch_data()
@@ -105,32 +97,29 @@ private slots:
     void nothingIsSentWithoutAMissingPatch()
     {
         QFETCH(QString, report);
-        Mailer mailer(true);
-        FakeTool talking;
-        talking.output = "sent";
-        mailer.recordPerl(talking);
-        QCOMPARE(mailer.logic.emailPatchInfo(report), QString());
-        QVERIFY(mailer.tools.calls().isEmpty());
-        QCOMPARE(mailer.events, QStringList());
+        MailingWindow window(true);
+        window.recordPerl(FakeTool::printing("sent", {}));
+        QCOMPARE(window.logic.emailPatchInfo(report), QString());
+        QVERIFY(window.tools.calls().isEmpty());
+        QCOMPARE(window.events, QStringList());
     }
 
     void bodyIsWrittenInLatin1()
     {
-        Mailer mailer;
-        mailer.recordPerl();
-        QCOMPARE(mailer.logic.emailPatchInfo(QString::fromUtf8("Not Installed: P\xc3\xa9\xe2\x82\xac\n")), QString());
-        QCOMPARE(mailer.tools.calls().size(), 1);
-        QCOMPARE(mailer.tools.calls().first().input, QByteArray("Not Installed: P\xe9?\n"));
+        MailingWindow window;
+        window.recordPerl();
+        QCOMPARE(window.logic.emailPatchInfo(QString::fromUtf8("Not Installed: P\xc3\xa9\xe2\x82\xac\n")), QString());
+        QCOMPARE(window.tools.calls().size(), 1);
+        QCOMPARE(window.tools.calls().first().input, QByteArray("Not Installed: P\xe9?\n"));
     }
 
     void addressIsOneArgument()
     {
-        Mailer mailer(false, "a b@host.test; rm -rf x");
-        mailer.recordPerl();
-        QCOMPARE(mailer.logic.emailPatchInfo(REPORT), QString());
-        QCOMPARE(mailer.tools.calls().size(), 1);
-        QCOMPARE(mailer.tools.calls().first().arguments.size(), 4);
-        QCOMPARE(mailer.tools.calls().first().arguments.last(), QByteArray("a b@host.test; rm -rf x"));
+        MailingWindow window(false, "a b@host.test; rm -rf x");
+        window.recordPerl();
+        QCOMPARE(window.logic.emailPatchInfo(REPORT), QString());
+        QCOMPARE(window.tools.callLines(),
+                 QStringList{"perl|rtmail|-s|'2 Tavrin patches available' |a b@host.test; rm -rf x"});
     }
 
     void resultIsWhatASuccessfulMailerSaid_data()
@@ -146,13 +135,10 @@ private slots:
     {
         QFETCH(QByteArray, output);
         QFETCH(QByteArray, errors);
-        Mailer mailer;
-        FakeTool talking;
-        talking.output = output;
-        talking.errors = errors;
-        mailer.recordPerl(talking);
-        QTEST(mailer.logic.emailPatchInfo(REPORT), "result");
-        QCOMPARE(mailer.events, QStringList()); // reporting it is the caller's business
+        MailingWindow window;
+        window.recordPerl(FakeTool::printing(output, errors));
+        QTEST(window.logic.emailPatchInfo(REPORT), "result");
+        QCOMPARE(window.events, QStringList()); // reporting it is the caller's business
     }
 
     void failedMailerIsNotReported_data()
@@ -167,39 +153,36 @@ private slots:
     {
         QFETCH(int, status);
         QFETCH(QByteArray, script);
-        Mailer mailer;
-        FakeTool failing;
-        failing.status = status;
-        failing.script = "echo said; echo no way to send >&2; " + script;
-        mailer.recordPerl(failing);
-        QCOMPARE(mailer.logic.emailPatchInfo(REPORT), QString());
-        QCOMPARE(mailer.tools.calls().size(), 1);
-        QCOMPARE(mailer.events, QStringList());
+        MailingWindow window;
+        window.recordPerl(FakeTool::running("echo said; echo no way to send >&2; " + script, status));
+        QCOMPARE(window.logic.emailPatchInfo(REPORT), QString());
+        QCOMPARE(window.tools.calls().size(), 1);
+        QCOMPARE(window.events, QStringList());
     }
 
     void missingMailerIsNotReported()
     {
-        Mailer mailer;
-        mailer.searchToolsOnly();
-        QCOMPARE(mailer.logic.emailPatchInfo(REPORT), QString());
-        QCOMPARE(mailer.events, QStringList());
+        MailingWindow window;
+        window.searchToolsOnly();
+        QCOMPARE(window.logic.emailPatchInfo(REPORT), QString());
+        QCOMPARE(window.events, QStringList());
     }
 
     void descriptionsDoNotCountButNamesDo()
     {
-        Mailer mailer;
-        mailer.recordPerl();
-        mailer.logic.addPatchToList("P1", "P1 1 May 2020", false, "P1.tar", "Says Not Installed twice: Not Installed");
-        mailer.logic.presentPatchList();
-        mailer.logic.addPatchToList("Not Installed", "Not Installed 2 May 2020", false, "P2.tar", "d");
-        mailer.logic.presentPatchList();
-        const QList<FakeToolCall> calls = mailer.tools.calls();
+        MailingWindow window;
+        window.recordPerl();
+        window.logic.addPatchToList("P1", "P1 1 May 2020", false, "P1.tar", "Says Not Installed twice: Not Installed");
+        window.logic.presentPatchList();
+        window.logic.addPatchToList("Not Installed", "Not Installed 2 May 2020", false, "P2.tar", "d");
+        window.logic.presentPatchList();
+        const QList<FakeToolCall> calls = window.tools.calls();
         QCOMPARE(calls.size(), 2);
         QCOMPARE(calls.at(0).arguments.value(2), QByteArray("'1 Tavrin patches available' "));
         QVERIFY2(!calls.at(0).input.contains("twice"), calls.at(0).input.constData());
         QCOMPARE(calls.at(1).arguments.value(2), QByteArray("'3 Tavrin patches available' "));
         QVERIFY(calls.at(1).input.endsWith("Not Installed: P1\nNot Installed: Not Installed\n"));
-        QCOMPARE(mailer.events, QStringList());
+        QCOMPARE(window.events, QStringList());
     }
 };
 

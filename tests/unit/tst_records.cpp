@@ -1,44 +1,8 @@
 // The records of the list, the cursor that every consumer shares, and the question which patches are applied.
-#include "fake_installation.h"
-#include "tavrin_update_bl.h"
 #include "test.h"
-
-#include <QDir>
-#include <QFile>
+#include "window_logic.h"
 
 using Logic = TavrinUpdateBusinessLogic;
-
-namespace {
-
-void writeFile(const QString& path)
-{
-    QFile file(path);
-    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(path));
-}
-
-// An object in window mode on the installation, listing the patches given by their names.
-void prepare(Logic& logic, const FakeInstallation& installation, const QStringList& names)
-{
-    qputenv("TAVRIN", installation.path().toUtf8());
-    Logic::CommandLineOptions options;
-    options.terminal = false;
-    options.showProposed = false;
-    QCOMPARE(logic.initialize(options), QString());
-    for (const QString& name : names) {
-        logic.addPatchToList(name, name + " 1 May 2020", false, name + ".tar", "Mends " + name);
-    }
-}
-
-QString appliedMarks(Logic& logic)
-{
-    QString marks;
-    while (logic.nextPatch()) {
-        marks += logic.patchIsInstalled() ? 'Y' : 'N';
-    }
-    return marks;
-}
-
-} // namespace
 
 class TstRecords : public Test
 {
@@ -127,17 +91,15 @@ private slots:
 
     void appliedFlagIsSetUnderTheCursor()
     {
-        Logic logic("tavrin_update");
-        for (const char* name : {"A", "B", "C"}) {
-            logic.addPatchToList(name, name, false, "a.tar", "d");
-        }
-        QVERIFY(logic.nextPatch());
-        QVERIFY(logic.nextPatch());
-        logic.setPatchApplied(true);
-        QVERIFY(logic.patchIsInstalled());
-        QVERIFY(logic.nextPatch());
-        QVERIFY(!logic.nextPatch());
-        QCOMPARE(appliedMarks(logic), QString("NYN"));
+        WindowLogic window;
+        window.list({"A.tar", "B.tar", "C.tar"});
+        QVERIFY(window.logic.nextPatch());
+        QVERIFY(window.logic.nextPatch());
+        window.logic.setPatchApplied(true);
+        QVERIFY(window.logic.patchIsInstalled());
+        QVERIFY(window.logic.nextPatch());
+        QVERIFY(!window.logic.nextPatch());
+        QCOMPARE(window.appliedMarks(), QString("NYN"));
     }
 
     void markerFilesDecideWhatIsApplied_data()
@@ -159,117 +121,93 @@ private slots:
     void markerFilesDecideWhatIsApplied()
     {
         QFETCH(QString, marker);
-        const FakeInstallation installation;
-        Logic logic("tavrin_update");
-        prepare(logic, installation, {"Patch1", "TrialPatch", "Patch10"});
+        WindowLogic window;
+        QCOMPARE(window.initialized, QString());
+        window.list({"Patch1.tar", "TrialPatch.tar", "Patch10.tar"});
         if (marker.endsWith('/')) {
-            QVERIFY(QDir(installation.path()).mkdir(marker));
+            QVERIFY(QDir(window.installation.path()).mkdir(marker));
         } else if (!marker.isEmpty()) {
-            writeFile(installation.path() + '/' + marker);
+            window.installation.withFile(marker);
         }
-        logic.determinePatchesApplied();
-        QTEST(appliedMarks(logic), "marks");
+        window.logic.determinePatchesApplied();
+        QTEST(window.appliedMarks(), "marks");
     }
 
     void markerThatCannotBeReadCounts()
     {
-        FakeInstallation installation;
-        installation.withPatched("Patch1").withMode("patched/Patch1", 0);
-        QVERIFY(!QFileInfo(installation.path("patched/Patch1")).isReadable());
-        Logic logic("tavrin_update");
-        prepare(logic, installation, {"Patch1", "Patch2"});
-        logic.determinePatchesApplied();
-        QCOMPARE(appliedMarks(logic), QString("YN"));
+        WindowLogic window;
+        window.installation.withPatched("Patch1").withMode("patched/Patch1", 0);
+        QVERIFY(!QFileInfo(window.installation.path("patched/Patch1")).isReadable());
+        window.list({"Patch1.tar", "Patch2.tar"});
+        window.logic.determinePatchesApplied();
+        QCOMPARE(window.appliedMarks(), QString("YN"));
     }
 
     void installationItselfIsSearchedWithoutAMarkerDirectory()
     {
-        const FakeInstallation installation;
-        Logic logic("tavrin_update");
-        prepare(logic, installation, {"Patch1", "Patch2"});
-        QVERIFY(QDir(installation.path()).rmdir("patched"));
-        writeFile(installation.path() + "/Patch2");
-        logic.determinePatchesApplied();
-        QCOMPARE(appliedMarks(logic), QString("NY"));
+        WindowLogic window;
+        window.list({"Patch1.tar", "Patch2.tar"});
+        window.installation.without("patched").withFile("Patch2");
+        window.logic.determinePatchesApplied();
+        QCOMPARE(window.appliedMarks(), QString("NY"));
     }
 
-    void appliedStateIsWorkedOutAfresh()
+    void appliedStateFollowsTheInstallation()
     {
-        const FakeInstallation installation;
-        Logic logic("tavrin_update");
-        prepare(logic, installation, {"A", "B"});
-        writeFile(installation.path() + "/patched/A");
-        logic.determinePatchesApplied();
-        QCOMPARE(appliedMarks(logic), QString("YN"));
-        QVERIFY(QFile::rename(installation.path() + "/patched/A", installation.path() + "/patched/B"));
-        logic.determinePatchesApplied();
-        QCOMPARE(appliedMarks(logic), QString("NY"));
-    }
-
-    void updatesAreNeededWhenOneIsMissing()
-    {
-        const FakeInstallation installation;
-        Logic logic("tavrin_update");
-        prepare(logic, installation, {"A", "B"});
-        QVERIFY(!logic.updatesNeeded()); // nobody has looked yet
-        logic.determinePatchesApplied();
-        QVERIFY(logic.updatesNeeded());
-        writeFile(installation.path() + "/patched/A");
-        logic.determinePatchesApplied();
-        QVERIFY(logic.updatesNeeded());
-        writeFile(installation.path() + "/patched/B");
-        logic.determinePatchesApplied();
-        QVERIFY(!logic.updatesNeeded());
+        WindowLogic window;
+        window.list({"A.tar", "B.tar"});
+        QVERIFY(!window.logic.updatesNeeded()); // it was not worked out yet
+        const auto marks = [&window] {
+            window.logic.determinePatchesApplied();
+            return window.appliedMarks();
+        };
+        QCOMPARE(marks(), QString("NN"));
+        QVERIFY(window.logic.updatesNeeded());
+        window.installation.withPatched("A");
+        QCOMPARE(marks(), QString("YN"));
+        QVERIFY(window.logic.updatesNeeded());
+        window.installation.without("patched/A").withPatched("B");
+        QCOMPARE(marks(), QString("NY"));
+        window.installation.withPatched("A");
+        QCOMPARE(marks(), QString("YY"));
+        QVERIFY(!window.logic.updatesNeeded());
     }
 
     void tenThousandPatchesAreLookedUp()
     {
-        const FakeInstallation installation;
-        QStringList names;
+        WindowLogic window;
         QString marks;
         for (int i = 0; i < 10000; ++i) {
-            names << QString("P%1").arg(i);
+            const QString name = QString("P%1").arg(i);
+            window.list({name + ".tar"});
             marks += i % 50 == 0 ? 'Y' : 'N';
             if (i % 50 == 0) {
-                writeFile(installation.path() + "/patched/" + names.last());
+                window.installation.withPatched(name);
             }
         }
-        Logic logic("tavrin_update");
-        prepare(logic, installation, names);
-        logic.determinePatchesApplied();
-        QCOMPARE(appliedMarks(logic), marks);
+        window.logic.determinePatchesApplied();
+        QCOMPARE(window.appliedMarks(), marks);
     }
 
-    void descriptionIsLaidOutForTheWindow_data()
+    void descriptionIsLaidOutForItsMode_data()
     {
-        const Rows<QString, QString> row("description", "text");
-        row("two lines", "line one\nline two", "line one line two");
-        row("white space", "  a \t b\n\n c \n", "a b c");
-        row("empty", "", "");
+        const Rows<bool, QString, QString> row("terminal", "description", "text");
+        row("window, two lines", false, "line one\nline two", "line one line two");
+        row("window, white space", false, "  a \t b\n\n c \n", "a b c");
+        row("window, empty", false, "", "");
+        row("terminal, two lines", true, "line one\nline two", "\tline one\n\tline two");
+        row("terminal, ends are trimmed", true, "\n  a\n b \n", "\ta\n\t b");
+        row("terminal, blank line", true, "a\n\nb", "\ta\n\t\n\tb");
+        row("terminal, empty", true, "", "\t");
     }
 
-    void descriptionIsLaidOutForTheWindow()
+    void descriptionIsLaidOutForItsMode()
     {
+        QFETCH(bool, terminal);
         QFETCH(QString, description);
-        const FakeInstallation installation;
-        Logic logic("tavrin_update");
-        prepare(logic, installation, {});
-        QTEST(logic.formatPatchDescription(description), "text");
-    }
-
-    void descriptionIsLaidOutForATerminal_data()
-    {
-        const Rows<QString, QString> row("description", "text");
-        row("two lines", "line one\nline two", "\tline one\n\tline two");
-        row("ends are trimmed", "\n  a\n b \n", "\ta\n\t b");
-        row("blank line", "a\n\nb", "\ta\n\t\n\tb");
-        row("empty", "", "\t");
-    }
-
-    void descriptionIsLaidOutForATerminal()
-    {
-        QFETCH(QString, description);
-        Logic logic("tavrin_update"); // a new object is in terminal mode
+        const Logic newObject("tavrin_update"); // in terminal mode, as every new one
+        const WindowLogic window;
+        const Logic& logic = terminal ? newObject : window.logic;
         QTEST(logic.formatPatchDescription(description), "text");
     }
 };

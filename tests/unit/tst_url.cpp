@@ -1,25 +1,8 @@
 // The URL of the patch source, how it is normalised, accepted and changed, and the two text services for the window.
-#include "fake_installation.h"
-#include "tavrin_update_bl.h"
 #include "test.h"
-
-#include <QSignalSpy>
+#include "window_logic.h"
 
 using Logic = TavrinUpdateBusinessLogic;
-
-namespace {
-
-Logic::CommandLineOptions windowOptions(const QString& url = QString())
-{
-    Logic::CommandLineOptions options;
-    options.terminal = false;
-    options.showProposed = false;
-    options.verbose = false;
-    options.url = url;
-    return options;
-}
-
-} // namespace
 
 class TstUrl : public Test
 {
@@ -86,13 +69,11 @@ private slots:
 
     void defaultUrlIsBuiltFromReleaseAndPlatform()
     {
-        const FakeInstallation installation;
-        qputenv("TAVRIN", installation.path().toUtf8());
-        Logic logic("tavrin_update");
-        QCOMPARE(logic.initialize(windowOptions()), QString());
-        QCOMPARE(logic.getDefaultUrlString(), PATCH_URL + "5.9/Linux_x86/");
-        QCOMPARE(logic.getCurrentUrlString(), logic.getDefaultUrlString());
-        QVERIFY(!logic.urlIsOverridden());
+        const WindowLogic window;
+        QCOMPARE(window.initialized, QString());
+        QCOMPARE(window.logic.getDefaultUrlString(), PATCH_URL + "5.9/Linux_x86/");
+        QCOMPARE(window.logic.getCurrentUrlString(), window.logic.getDefaultUrlString());
+        QVERIFY(!window.logic.urlIsOverridden());
     }
 
     void overrideIsComparedExactly_data()
@@ -108,66 +89,46 @@ private slots:
     void overrideIsComparedExactly()
     {
         QFETCH(QString, url);
-        const FakeInstallation installation;
-        qputenv("TAVRIN", installation.path().toUtf8());
-        Logic logic("tavrin_update");
-        QCOMPARE(logic.initialize(windowOptions(url)), QString());
-        QTEST(logic.urlIsOverridden(), "overridden");
+        const WindowLogic window(WindowLogic::quietOptions(url));
+        QCOMPARE(window.initialized, QString());
+        QTEST(window.logic.urlIsOverridden(), "overridden");
     }
 
     void settingAUrlAsksForItsList()
     {
-        const FakeInstallation installation;
-        qputenv("TAVRIN", installation.path().toUtf8());
-        Logic logic("tavrin_update");
-        QCOMPARE(logic.initialize(windowOptions("file:///nowhere/")), QString());
-        QSignalSpy progress(&logic, SIGNAL(appendProgress(QString)));
-        QCOMPARE(logic.setUrl("file:///elsewhere/Index.html"), QString());
-        QCOMPARE(logic.getCurrentUrlString(), QString("file:///elsewhere/"));
-        QTRY_COMPARE(progress.count(), 1);
-        QCOMPARE(progress.first().first().toString(),
-                 QString("Failed to read patches from\nfile:///elsewhere/index.html\n"
-                         "Error opening /elsewhere/index.html: No such file or directory\n"));
+        WindowLogic window(WindowLogic::quietOptions("file:///nowhere/"));
+        QCOMPARE(window.logic.setUrl("file:///elsewhere/Index.html"), QString());
+        QCOMPARE(window.logic.getCurrentUrlString(), QString("file:///elsewhere/"));
+        const QString reason = "Error opening /elsewhere/index.html: No such file or directory\n";
+        QTRY_COMPARE(window.events, QStringList{unreadList("file:///elsewhere/index.html", reason)});
     }
 
     void settingAnInvalidUrlAsksForNothing()
     {
-        const FakeInstallation installation;
-        qputenv("TAVRIN", installation.path().toUtf8());
-        Logic logic("tavrin_update");
-        QCOMPARE(logic.initialize(windowOptions("file:///nowhere/")), QString());
-        QSignalSpy progress(&logic, SIGNAL(appendProgress(QString)));
-        const QString failure = logic.setUrl("http://host.test:99999");
+        WindowLogic window(WindowLogic::quietOptions("file:///nowhere/"));
+        const QString failure = window.logic.setUrl("http://host.test:99999");
         QVERIFY2(failure.startsWith("Url 'http://host.test:99999/' is invalid.\n"), qPrintable(failure));
-        QCOMPARE(logic.getCurrentUrlString(), QString("file:///nowhere/"));
+        QCOMPARE(window.logic.getCurrentUrlString(), QString("file:///nowhere/"));
         // The answer to a request made after it is the first to come: nothing was asked for in between.
-        logic.requestUpdatesList();
-        QTRY_COMPARE(progress.count(), 1);
-        QVERIFY(progress.first().first().toString().contains("file:///nowhere/index.html"));
+        window.logic.requestUpdatesList();
+        QTRY_COMPARE(window.events.size(), 1);
+        QVERIFY(window.events.first().contains("file:///nowhere/index.html"));
         QCoreApplication::processEvents();
-        QCOMPARE(progress.count(), 1);
+        QCOMPARE(window.events.size(), 1);
     }
 
     void settingTheDefaultEndsTheOverride()
     {
-        const FakeInstallation installation;
-        qputenv("TAVRIN", installation.path().toUtf8());
-        Logic logic("tavrin_update");
-        QCOMPARE(logic.initialize(windowOptions("file:///nowhere/")), QString());
-        QVERIFY(logic.urlIsOverridden());
-        QCOMPARE(logic.validateCurrentUrl(logic.getDefaultUrlString()), QString());
-        QVERIFY(!logic.urlIsOverridden());
+        WindowLogic window(WindowLogic::quietOptions("file:///nowhere/"));
+        QVERIFY(window.logic.urlIsOverridden());
+        QCOMPARE(window.logic.validateCurrentUrl(window.logic.getDefaultUrlString()), QString());
+        QVERIFY(!window.logic.urlIsOverridden());
     }
 
     void titleNamesTheRelease()
     {
-        Logic unset("tavrin_update");
-        QCOMPARE(unset.getWindowTitle(), QString("Update Tavrin version ''"));
-        const FakeInstallation installation;
-        qputenv("TAVRIN", installation.path().toUtf8());
-        Logic logic("tavrin_update");
-        QCOMPARE(logic.initialize(windowOptions()), QString());
-        QCOMPARE(logic.getWindowTitle(), QString("Update Tavrin version '5.9'"));
+        QCOMPARE(Logic("tavrin_update").getWindowTitle(), QString("Update Tavrin version ''"));
+        QCOMPARE(WindowLogic().logic.getWindowTitle(), QString("Update Tavrin version '5.9'"));
     }
 
     void textIsReflowedForTheWindow_data()

@@ -1,13 +1,11 @@
-// A window run that unpacks archives, for the two tests of that: with the installation's real archive tool, until a
-// test puts recorders in the tools' places.
+// A window run that unpacks archives: with the installation's real archive tool, until a test puts recorders in the
+// tools' places.
 #pragma once
 
 #include "helper_run.h"
 #include "window_logic.h"
 
-#include <QTest>
-
-/** A window run, and the archives that a test packs for it. */
+/** A window run, and the archives that a test puts into the patches directory for it. */
 struct ArchiveWindow : WindowLogic
 {
     explicit ArchiveWindow(const CommandLineOptions& options = quietOptions()) : WindowLogic(options)
@@ -28,38 +26,25 @@ struct ArchiveWindow : WindowLogic
             installation.withFile(member, "content of " + member.toUtf8() + '\n');
             arguments << installation.path(member);
         }
-        const HelperRun run = runHelper("bsdtar", arguments);
-        QCOMPARE(run.errors, QByteArray());
-        QCOMPARE(run.status, 0);
+        requireHelper("bsdtar", arguments);
         for (const QString& member : members) {
             installation.without(member);
         }
     }
 
-    /** Makes the archive tool of the installation a recorder. */
-    void recordArchiver(const FakeTool& tool = FakeTool())
+    /** Unpacks what has this name; `archive` is the file as the logic left it. */
+    QString unpack(const QString& name)
     {
-        installation.without("bin/bsdtar");
-        tools.addTo(installation.path("bin"), "bsdtar", tool);
+        archive.setFile(archivePath(name));
+        return logic.unpackArchive(archive);
     }
 
-    /** Puts recorders, and nothing else, on the search path. */
-    void recordDecompressor(const FakeTool& tool = FakeTool())
+    /** Unpacks a file that only recorders take for an archive. */
+    QString unpackText(const QString& name)
     {
-        tools.add("gunzip", tool);
-        searchToolsOnly();
+        installation.withFile("patches/" + name, "text");
+        return unpack(name);
     }
 
-    /** The texts of the progress so far. */
-    QStringList shown() const
-    {
-        const QString mark = QStringLiteral("log:");
-        QStringList texts;
-        for (const QString& event : events) {
-            if (event.startsWith(mark)) {
-                texts << event.mid(mark.size());
-            }
-        }
-        return texts;
-    }
+    QFileInfo archive;
 };

@@ -1,71 +1,98 @@
-// A window run that downloads and installs, for the two tests of its queue. The archive tool, the decompressor and perl
-// are recorders; the archive tool leaves the mark that an archive of the maker's would bring.
+// A window run that downloads and installs. The archive tool, the decompressor and perl are recorders; the archive tool
+// leaves the mark that a real archive would bring.
 #pragma once
 
+#include "fake_patch_server.h"
+#include "test_files.h"
 #include "window_logic.h"
 
-#include <QDir>
-#include <QFileInfo>
-#include <QTest>
+// What a run signals, step by step.
+inline const QString START = logged(DOWNLOAD);
+inline const QString INSTALL = logged(APPLY);
+inline const QStringList FINISHED{logged(PAGE), logged(PAGE_UPDATED), logged(RESTART), "status"};
 
-/** What a window run with leave to install from a source starts with. */
-inline WindowLogic::CommandLineOptions downloadOptions(const QString& url)
+inline QString downloaded(const QString& file)
 {
-    WindowLogic::CommandLineOptions options = WindowLogic::quietOptions();
-    options.apply = true;
-    options.url = url;
-    return options;
+    return "log:Downloaded " + file;
 }
 
-/** A window run with recorders for all tools, which find each other before anything else on the search path. */
-struct DownloadWindow : WindowLogic
+inline QString installed(const QString& file)
 {
-    explicit DownloadWindow(const QString& url) : DownloadWindow(downloadOptions(url))
+    return logged(installing(file.toUtf8(), {}));
+}
+
+/** What the install sequence signals when none of its steps fails. */
+inline QStringList installationOf(const QStringList& files)
+{
+    QStringList events{INSTALL};
+    for (const QString& file : files) {
+        events << installed(file);
+    }
+    return events + FINISHED;
+}
+
+/** The server of a DownloadWindow, ready before the rest of it. */
+struct WithPatchServer
+{
+    FakePatchServer server;
+};
+
+/** A window run with leave to install, by default from a server of its own, and with recorders for all tools. */
+struct DownloadWindow : WithPatchServer, WindowLogic
+{
+    using Answer = FakePatchServer::Answer;
+
+    DownloadWindow() : WindowLogic(applyOptions(server.url("/5.9")))
     {
+        recordTools();
     }
 
     explicit DownloadWindow(const CommandLineOptions& options) : WindowLogic(options)
     {
-        FakeTool archiver;
-        archiver.script = "name=${2##*/}; : >\"" + installation.path("patched").toUtf8() + "/${name%%.*}\"";
-        tools.addTo(installation.path("bin"), "bsdtar", archiver);
-        tools.add("gunzip");
-        tools.add("perl");
-        searchToolsFirst();
+        recordTools();
     }
 
-    /** Puts a patch on the list; its name is what stands before the first dot of the archive's name. */
-    void list(const QString& archive)
+    explicit DownloadWindow(const QString& url) : DownloadWindow(applyOptions(url))
     {
-        const QString name = QFileInfo(archive).baseName();
-        logic.addPatchToList(name, name + " 1 May 2020", false, archive, "Mends " + name);
     }
 
-    /** Hands the logic a reply as the network does. */
-    void receive(QNetworkReply* reply)
+    /** Lists a patch that is not applied, and says what the server answers when its archive is asked for. */
+    void offer(const QString& archive, const Answer& answer)
     {
-        QVERIFY(QMetaObject::invokeMethod(&logic, "downloadComplete", Q_ARG(QNetworkReply*, reply)));
+        list({archive});
+        server.answer(requestPath(archive), answer);
     }
 
-    QStringList filesIn(const QString& directory) const
+    /** What a file in the patches directory holds. */
+    QByteArray stored(const QString& file) const
     {
-        return QDir(installation.path(directory)).entryList(QDir::Files, QDir::Name);
+        return contentOf(installation.path("patches/" + file));
+    }
+
+    /** What a request for an archive names. */
+    QByteArray requestPath(const QString& archive) const
+    {
+        return QUrl(server.url("/5.9/") + archive).toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority);
+    }
+
+    /** Downloads and installs, and waits for the end of that. */
+    void install()
+    {
+        logic.applyPatches();
+        waitForEnd();
+    }
+
+    void waitForEnd() const
+    {
+        QTRY_COMPARE(events.isEmpty() ? QString() : events.last(), QString("status"));
+    }
+
+private:
+    void recordTools()
+    {
+        const QByteArray marks = installation.path("patched").toUtf8();
+        recordArchiver(FakeTool::running("name=${2##*/}; : >\"" + marks + "/${name%%.*}\""));
+        record("gunzip");
+        record("perl");
     }
 };
-
-inline const QString START = QStringLiteral("log:Download patch files ...");
-inline const QString APPLY = QStringLiteral("log:\nApply patches to Tavrin installation ...\n");
-
-inline QString downloaded(const QString& name)
-{
-    return "log:Downloaded " + name;
-}
-
-inline QString installed(const QString& name)
-{
-    return "log: ** installed " + name + '\n';
-}
-
-inline const QStringList FINISH{QStringLiteral("log:\nUpdate applied_patches.html ..."),
-                                QStringLiteral("log:applied_patches.html updated"),
-                                QStringLiteral("log:\nYou may restart systems now"), QStringLiteral("status")};

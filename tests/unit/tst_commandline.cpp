@@ -3,11 +3,11 @@
 // because the arguments belong to it; command lines that end the process are tst_usage's subject.
 #include "tavrin_update.h"
 
+#include "recording_translator.h"
 #include "test.h"
 
 #include <QApplication>
 #include <QScopedPointer>
-#include <QTranslator>
 
 #include <vector>
 
@@ -70,26 +70,6 @@ void parse(const QStringList& arguments, Options& options)
     QCoreApplication app(line.count, line.argv());
     parseCommandLine(&app, options);
 }
-
-// Translates nothing and remembers what it was asked for.
-class RecordingTranslator : public QTranslator
-{
-public:
-    bool isEmpty() const override
-    {
-        return false;
-    }
-
-    QString translate(const char* context, const char* text, const char* disambiguation, int n) const override
-    {
-        Q_UNUSED(disambiguation)
-        Q_UNUSED(n)
-        requests << QStringLiteral("%1: %2").arg(QLatin1String(context), QLatin1String(text));
-        return QString();
-    }
-
-    mutable QStringList requests;
-};
 
 } // namespace
 
@@ -272,22 +252,19 @@ private slots:
     {
         CommandLine line({"-t"});
         QCoreApplication app(line.count, line.argv());
-        RecordingTranslator translator;
+        RecordingTranslator translator(RecordingTranslator::noAnswer);
         QVERIFY(QCoreApplication::installTranslator(&translator));
-        translator.requests.clear();
+        translator.takeTexts();
         Options options;
         parseCommandLine(&app, options);
-
-        const QStringList expected{"main: Patch Download URL",
-                                   "QCoreApplication: Terminal mode",
-                                   "QCoreApplication: List unapplied patches",
-                                   "QCoreApplication: Just list patches and whether they're applied",
-                                   "QCoreApplication: List but do not apply patches",
-                                   "QCoreApplication: Be more verbose",
-                                   "QCoreApplication: Allow updates when system is running",
-                                   "QCoreApplication: Send list of unapplied patchesto email address",
-                                   "QCoreApplication: For testing only - override release to patch."};
-        QCOMPARE(translator.requests, expected);
+        QCOMPARE(
+            translator.takeTexts(),
+            QStringList{"main|Patch Download URL"} +
+                inContext("QCoreApplication",
+                          {"Terminal mode", "List unapplied patches", "Just list patches and whether they're applied",
+                           "List but do not apply patches", "Be more verbose", "Allow updates when system is running",
+                           "Send list of unapplied patchesto email address",
+                           "For testing only - override release to patch."}));
     }
 };
 

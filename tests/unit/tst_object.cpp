@@ -1,42 +1,18 @@
-// The business-logic object as such: its constants, its meta-object, what a new one answers, and the outlet for fatal
-// errors in window mode. (In terminal mode that outlet ends the process: see the end-to-end tests.)
+// The business-logic object as such: its constants, its meta-object, what a new one answers, and in window mode its
+// outlets: the one for fatal errors, and the one for progress, where nothing is asked. (In terminal mode the former
+// ends the process and the latter prints: see the end-to-end tests.)
 #include "pidrtsys.h"
-#include "tavrin_update_bl.h"
+#include "recording_translator.h"
 #include "tavrin_update_systeminfo.h"
 #include "test.h"
+#include "window_logic.h"
 
 #include <QMetaMethod>
 #include <QNetworkReply>
-#include <QSignalSpy>
-#include <QTranslator>
 
 #include <type_traits>
 
-namespace {
-
-// Records what is looked up and answers nothing.
-class RecordingTranslator : public QTranslator
-{
-public:
-    QString translate(const char* context, const char* sourceText, const char* disambiguation, int n) const override
-    {
-        Q_UNUSED(disambiguation)
-        Q_UNUSED(n)
-        lookups << QString::fromUtf8(context) + QLatin1Char('|') + QString::fromUtf8(sourceText);
-        return QString();
-    }
-
-    bool isEmpty() const override
-    {
-        return false;
-    }
-
-    mutable QStringList lookups;
-};
-
 using Logic = TavrinUpdateBusinessLogic;
-
-} // namespace
 
 class TstObject : public Test
 {
@@ -87,7 +63,7 @@ private slots:
         const QMetaObject& meta = Logic::staticMetaObject;
         for (int i = meta.methodOffset() + 5; i < meta.methodOffset() + 7; ++i) {
             QCOMPARE(meta.method(i).parameterNames(), QList<QByteArray>{"reply"});
-            // Asked for before anybody else here registers the type: the slots' own registration is what counts.
+            // Asked for before anything else here registers the type: the slots' own registration is what counts.
             const int type = meta.method(i).parameterType(0);
             QVERIFY(type != QMetaType::UnknownType);
             QCOMPARE(QMetaType::typeName(type), "QNetworkReply*");
@@ -152,30 +128,61 @@ private slots:
 
     void usageIsTranslatedForTheApplication()
     {
-        RecordingTranslator translator;
+        RecordingTranslator translator(RecordingTranslator::noAnswer);
         QVERIFY(QCoreApplication::installTranslator(&translator));
         Logic logic("tavrin_update");
         logic.getUsageString();
         logic.getWindowTitle();
-        QVERIFY(QCoreApplication::removeTranslator(&translator));
-        const QStringList expected{"QApplication|Usage:  tavrin_update [-lLnQtv]] [-m email] [url]",
-                                   "QApplication|Update Tavrin version ''"};
-        QCOMPARE(translator.lookups, expected);
+        QCOMPARE(translator.takeTexts(), inContext("QApplication", {"Usage:  tavrin_update [-lLnQtv]] [-m email] [url]",
+                                                                    "Update Tavrin version ''"}));
     }
 
     void fatalErrorInWindowModeOnlySignals()
     {
         Logic logic("tavrin_update");
-        Logic::CommandLineOptions options;
-        options.terminal = false;
-        options.showProposed = false;
+        const SignalRecorder recorder(logic);
         qunsetenv("TAVRIN");
-        QSignalSpy failures(&logic, SIGNAL(processFailed(QString)));
-        QCOMPARE(logic.initialize(options), QString("\nTAVRIN environment variable is not set.\n"));
-        QCOMPARE(failures.count(), 0); // returned, not reported: the caller decides
+        QCOMPARE(logic.initialize(WindowLogic::quietOptions()), QString("\nTAVRIN environment variable is not set.\n"));
+        QCOMPARE(recorder.events, QStringList()); // returned, not reported: the caller decides
         logic.failWithMessage("first\nsecond");
-        QCOMPARE(failures.count(), 1);
-        QCOMPARE(failures.first().first().toString(), QString("first\nsecond"));
+        QCOMPARE(recorder.events, QStringList{"fail:first\nsecond"});
+    }
+
+    void oneLineBreakAtTheEndIsLeftOut_data()
+    {
+        const Rows<QString, QString> row("text", "shown");
+
+        row("a line", "Done\n", "Done");
+        row("no line break", "Done", "Done");
+        row("two line breaks", "a\n\n", "a\n");
+        row("line breaks elsewhere", "\na\nb", "\na\nb");
+        row("a blank behind it", "a\n ", "a\n ");
+        row("a carriage return before it", "a\r\n", "a\r");
+        row("a line break alone", "\n", "");
+        row("nothing", "", "");
+    }
+
+    void oneLineBreakAtTheEndIsLeftOut()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, shown);
+        const WindowLogic window;
+        window.logic.presentText(text);
+        QCOMPARE(window.events, QStringList{"log:" + shown});
+    }
+
+    void windowIsNotAsked()
+    {
+        const WindowLogic window;
+        window.logic.allowUserToCancel("Do you wish to go on?");
+        QCOMPARE(window.events, QStringList());
+    }
+
+    void restartNoticeGoesToTheLog()
+    {
+        const WindowLogic window;
+        window.logic.informStartTavrin();
+        QCOMPARE(window.events, QStringList{logged(RESTART)});
     }
 
     void platformNamesAreThoseOfThePatchSource()

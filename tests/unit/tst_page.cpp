@@ -1,6 +1,7 @@
 // The parser of the list page, on pages made by hand: what counts as the list's start, what makes an entry, and what is
 // kept when the markup breaks off.
 #include "page_reply.h"
+#include "patch_source.h"
 #include "tavrin_update_bl.h"
 #include "test.h"
 
@@ -35,8 +36,7 @@ QByteArray entry(const QByteArray& heading, const QByteArray& archive, const QBy
 
 QByteArray page(const QByteArray& entries)
 {
-    return "<html><head><title>Patches</title></head><body>\n<ul>\n<!-- new patch list -->\n" + entries +
-           "</ul></body></html>\n";
+    return PatchPage().markup(QString::fromUtf8(entries)).html();
 }
 
 } // namespace
@@ -50,55 +50,54 @@ private slots:
     {
         const Rows<QByteArray, QStringList> row("entries", "records");
         const QByteArray plain = entry("P1 12 March 2019", "P1.tar", "First");
+        const QString plainRecord = "P1| 12 March 2019|P1.tar|First";
+        const QByteArray item = "<li><a href='a'>P1 x</a></li>";
+        const QByteArray quote = "<blockquote>d</blockquote>";
+        const auto described = [](const QByteArray& description) {
+            return entry("P1 x", "P1.tar", description);
+        };
         row("none", {}, {});
-        row("one", plain, {"P1| 12 March 2019|P1.tar|First"});
-        row("two, in page order", entry("P2 b", "2.tar", "Second") + plain,
-            {"P2| b|2.tar|Second", "P1| 12 March 2019|P1.tar|First"});
+        row("one", plain, {plainRecord});
+        row("two, in page order", entry("P2 b", "2.tar", "Second") + plain, {"P2| b|2.tar|Second", plainRecord});
         row("heading without a date", entry("P1", "P1.tar", "d"), {"P1|P1|P1.tar|d"});
         row("two blanks after the name", entry("P1  x", "P1.tar", "d"), {"P1|  x|P1.tar|d"});
         row("tab after the name", entry("P1\tx y", "P1.tar", "d"), {"P1\tx| y|P1.tar|d"});
         row("heading is trimmed", entry("\n  P1 x \n", "P1.tar", "d"), {"P1| x|P1.tar|d"});
-        row("description keeps its inner line breaks", entry("P1 x", "P1.tar", "\n one\n  two\n"),
-            {"P1| x|P1.tar|one\n  two"});
-        row("last text of the list item is the heading", "<li>see <a href='a'>P1 x</a></li><blockquote>d</blockquote>",
-            {"P1| x|a|d"});
-        row("text after the list item is still its heading",
-            "<li><a href='a'>P1 x</a></li>P2 y<blockquote>d</blockquote>", {"P2| y|a|d"});
-        row("text after a child of the quote is dropped",
-            "<li><a href='a'>P1 x</a></li><blockquote>d<br/>more</blockquote>", {"P1| x|a|d"});
-        row("quote that begins with a child", "<li><a href='a'>P1 x</a></li><blockquote>\n<p>d</p>more</blockquote>",
-            {"P1| x|a|d"});
-        row("link after the list item", "<li>P1 x</li><a href='a'/><blockquote>d</blockquote>", {"P1| x|a|d"});
+        row("description keeps its inner line breaks", described("\n one\n  two\n"), {"P1| x|P1.tar|one\n  two"});
+        row("last text of the list item is the heading", "<li>see <a href='a'>P1 x</a></li>" + quote, {"P1| x|a|d"});
+        row("text after the list item is still its heading", item + "P2 y" + quote, {"P2| y|a|d"});
+        row("text after a child of the quote is dropped", item + "<blockquote>d<br/>more</blockquote>", {"P1| x|a|d"});
+        row("quote that begins with a child", item + "<blockquote>\n<p>d</p>more</blockquote>", {"P1| x|a|d"});
+        row("link after the list item", "<li>P1 x</li><a href='a'/>" + quote, {"P1| x|a|d"});
         row("link on the quote itself", "<li>P1 x</li><blockquote href='a'>d</blockquote>", {"P1| x|a|d"});
-        row("link on the list item itself", "<li href='a'>P1 x</li><blockquote>d</blockquote>", {"P1| x|a|d"});
-        row("links of one entry are joined",
-            "<li href='a'><img href='b'/><a href='c'>P1 x</a></li><blockquote>d</blockquote>", {"P1| x|abc|d"});
+        row("link on the list item itself", "<li href='a'>P1 x</li>" + quote, {"P1| x|a|d"});
+        row("links of one entry are joined", "<li href='a'><img href='b'/><a href='c'>P1 x</a></li>" + quote,
+            {"P1| x|abc|d"});
         row("navigation link before the first entry", QByteArray("<a href='top/'>Top</a>") + plain,
             {"P1| 12 March 2019|top/P1.tar|First"});
         row("list item without a quote leaves its link", QByteArray("<li><a href='x'>P0 w</a></li>") + plain,
             {"P1| 12 March 2019|xP1.tar|First"});
         row("link inside a description belongs to the next entry",
-            QByteArray("<li><a href='a'>P1 x</a></li><blockquote>d <a href='n'>note</a></blockquote>") + plain,
+            item + "<blockquote>d <a href='n'>note</a></blockquote>" + plain,
             {"P1| x|a|d", "P1| 12 March 2019|nP1.tar|First"});
-        row("other attributes are not links",
-            "<li><img src='s' HREF='h'/><a href='a' title='t'>P1 x</a></li><blockquote>d</blockquote>", {"P1| x|a|d"});
+        row("other attributes are not links", "<li><img src='s' HREF='h'/><a href='a' title='t'>P1 x</a></li>" + quote,
+            {"P1| x|a|d"});
         row("upper-case elements are no entries", "<LI><a href='a'>P1 x</a></LI><BLOCKQUOTE>d</BLOCKQUOTE>", {});
         row("entities", entry("P&#49; &lt;x&gt;", "P1.tar?a=b&amp;c", "R&amp;D &quot;q&quot;"),
             {"P1| <x>|P1.tar?a=b&c|R&D \"q\""});
-        row("declared entity", entry("P1 x", "P1.tar", "say &hello;"), {"P1| x|P1.tar|say good day"});
-        row("character data section", entry("P1 x", "P1.tar", "<![CDATA[ a < b && c ]]>"), {"P1| x|P1.tar|a < b && c"});
+        row("declared entity", described("say &hello;"), {"P1| x|P1.tar|say good day"});
+        row("character data section", described("<![CDATA[ a < b && c ]]>"), {"P1| x|P1.tar|a < b && c"});
         row("comment cuts the heading: its last piece counts", entry("P1 <!-- c -->P9 y", "P1.tar", "d"),
             {"P9| y|P1.tar|d"});
-        row("comment cuts the description: its first piece counts", entry("P1 x", "P1.tar", "first <!-- c -->second"),
+        row("comment cuts the description: its first piece counts", described("first <!-- c -->second"),
             {"P1| x|P1.tar|first"});
-        row("comment at the start of a description", entry("P1 x", "P1.tar", "<!-- c --> d"), {"P1| x|P1.tar|d"});
-        row("second marker changes nothing", plain + "<!-- new patch -->" + plain,
-            {"P1| 12 March 2019|P1.tar|First", "P1| 12 March 2019|P1.tar|First"});
-        row("processing instruction", entry("P1 x", "P1.tar", "<?php x ?>d"), {"P1| x|P1.tar|d"});
+        row("comment at the start of a description", described("<!-- c --> d"), {"P1| x|P1.tar|d"});
+        row("second marker changes nothing", plain + "<!-- new patch -->" + plain, {plainRecord, plainRecord});
+        row("processing instruction", described("<?php x ?>d"), {"P1| x|P1.tar|d"});
         row("trial patch", entry("TrialPatch_3 1 Jan 2020", "t.tar", "d"), {"TrialPatch| 1 Jan 2020|t.tar|d"});
         row("trial patch in other letters", entry("trialpatch_3 x", "t.tar", "d"), {"trialpatch_3| x|t.tar|d"});
         row("not ASCII", entry("Pä é", "ü.tar", "日本"), QStringList(QString::fromUtf8("Pä| é|ü.tar|日本")));
-        row("text between the entries", "ignored" + plain + "ignored", {"P1| 12 March 2019|P1.tar|First"});
+        row("text between the entries", "ignored" + plain + "ignored", {plainRecord});
         row("nested list items",
             "<li><ul><li><a href='a'>P1 x</a></li></ul></li>"
             "<div><blockquote>d</blockquote></div>",
@@ -131,36 +130,29 @@ private slots:
         QCOMPARE(parsed.records, QStringList("P1| x|P1.tar|d"));
     }
 
-    void pageWithoutMarkerIsRefused()
-    {
-        const Parsed parsed = parse("<ul><!-- newpatch -->new patch" + entry("P1 x", "P1.tar", "d") + "</ul>");
-        QCOMPARE(parsed.result, QString("Failed to find list of patches in page source at http://host.test/5.9/"));
-        QCOMPARE(parsed.records, QStringList());
-    }
-
-    void pageBrokenBeforeTheMarkerIsRefused_data()
+    void pageWithoutAListIsRefused_data()
     {
         const Rows<QByteArray, QString> row("source", "reason");
-        row("empty page", {}, "Premature end of document.");
-        row("plain text", "no markup", "Start tag expected.");
-        row("unclosed element", "<html><body>", "Premature end of document.");
-        row("undeclared entity", "<p>&nbsp;</p>", "Entity 'nbsp' not declared.");
-        row("wrong end tag", "<p></q>", "Opening and ending tag mismatch.");
+        row("no marker", "<ul><!-- newpatch -->new patch" + entry("P1 x", "P1.tar", "d") + "</ul>", {});
+        row("empty page", {}, ":\nPremature end of document.\n");
+        row("plain text", "no markup", ":\nStart tag expected.\n");
+        row("unclosed element", "<html><body>", ":\nPremature end of document.\n");
+        row("undeclared entity", "<p>&nbsp;</p>", ":\nEntity 'nbsp' not declared.\n");
+        row("wrong end tag", "<p></q>", ":\nOpening and ending tag mismatch.\n");
     }
 
-    void pageBrokenBeforeTheMarkerIsRefused()
+    void pageWithoutAListIsRefused()
     {
         QFETCH(QByteArray, source);
         QFETCH(QString, reason);
         const Parsed parsed = parse(source);
-        QCOMPARE(parsed.result,
-                 "Failed to find list of patches in page source at http://host.test/5.9/:\n" + reason + "\n");
+        QCOMPARE(parsed.result, "Failed to find list of patches in page source at http://host.test/5.9/" + reason);
         QCOMPARE(parsed.records, QStringList());
     }
 
-    void brokenMarkupKeepsWhatWasRead_data()
+    void faultKeepsWhatWasRead_data()
     {
-        const Rows<QByteArray, QString> row("rest", "reason");
+        const Rows<QByteArray, QString> row("rest", "message");
         row("missing closing tags", {}, "Premature end of document.");
         row("broken off in a tag", "<li><a hr", "Premature end of document.");
         row("broken off in a heading", "<li><a href='x'>P2", "Premature end of document.");
@@ -168,40 +160,26 @@ private slots:
         row("attribute without quotes", "<a href=x>", "Expected ''' or '\"', but got '[a-zA-Z]'.");
         row("wrong end tag", "<li></ul>", "Opening and ending tag mismatch.");
         row("content after the end", "</ul><p/>", "Extra content at end of document.");
-    }
 
-    void brokenMarkupKeepsWhatWasRead()
-    {
-        QFETCH(QByteArray, rest);
-        QFETCH(QString, reason);
-        const Parsed parsed = parse("<ul><!-- new patch -->" + entry("P1 x", "P1.tar", "d") + rest);
-        QCOMPARE(parsed.result, reason);
-        QCOMPARE(parsed.records, QStringList("P1| x|P1.tar|d"));
-    }
-
-    void incompleteEntryEndsTheList_data()
-    {
-        const Rows<QByteArray, QString> row("entries", "message");
-        row("no heading", "<blockquote>lost</blockquote>", "Error obtaining patch name for patch  lost");
-        row("empty list item", "<li><a href='a'> </a></li><blockquote>lost</blockquote>",
-            "Error obtaining patch name for patch  lost");
-        row("no link", "<li>P2 y</li><blockquote>lost</blockquote>",
-            "Error obtaining tar file name for patch P2 y lost");
-        row("empty link", "<li><a href=''>P2 y</a></li><blockquote>lost</blockquote>",
-            "Error obtaining tar file name for patch P2 y lost");
-        row("place markers stay as they are", "<li>%1 y</li><blockquote>%2</blockquote>",
+        const QByteArray next = entry("P3 z", "P3.tar", "d") + "</ul>";
+        const QByteArray lost = "<blockquote>lost</blockquote>" + next;
+        row("no heading", lost, "Error obtaining patch name for patch  lost");
+        row("empty list item", "<li><a href='a'> </a></li>" + lost, "Error obtaining patch name for patch  lost");
+        row("no link", "<li>P2 y</li>" + lost, "Error obtaining tar file name for patch P2 y lost");
+        row("empty link", "<li><a href=''>P2 y</a></li>" + lost, "Error obtaining tar file name for patch P2 y lost");
+        row("place markers stay as they are", "<li>%1 y</li><blockquote>%2</blockquote>" + next,
             "Error obtaining tar file name for patch %1 y %2");
     }
 
-    void incompleteEntryEndsTheList()
+    void faultKeepsWhatWasRead()
     {
-        QFETCH(QByteArray, entries);
-        const Parsed parsed = parse(page(entry("P1 x", "P1.tar", "d") + entries + entry("P3 z", "P3.tar", "d")));
+        QFETCH(QByteArray, rest);
+        const Parsed parsed = parse("<ul><!-- new patch -->" + entry("P1 x", "P1.tar", "d") + rest);
         QTEST(parsed.result, "message");
         QCOMPARE(parsed.records, QStringList("P1| x|P1.tar|d"));
     }
 
-    void parserAddsToTheListAsItStands()
+    void parserAddsToTheList()
     {
         Logic logic("tavrin_update");
         logic.addPatchToList("P0", "P0 w", true, "P0.tar", "first");

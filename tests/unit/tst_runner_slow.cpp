@@ -1,23 +1,73 @@
 // Programs that hang: each wait of the runner ends after 30 seconds, and the program is gone when the runner returns.
-// Nothing can be waited for faster here, which is why this is a test program of its own.
-#include "fake_installation.h"
-#include "tavrin_update_bl.h"
+// No wait can be shortened, so all of them happen at the same time, each in a thread of its own, before the first test
+// function looks at what came of them.
+#include "message_guard.h"
 #include "test.h"
+#include "test_files.h"
+#include "window_logic.h"
 
 #include <QElapsedTimer>
-#include <QFile>
+#include <QTemporaryDir>
+#include <QThread>
 
 #include <cerrno>
 #include <csignal>
+#include <functional>
+#include <map>
 #include <memory>
+#include <utility>
+
 #include <sys/types.h>
 
 using Logic = TavrinUpdateBusinessLogic;
 
 namespace {
 
-const QString STILL_RUNNING = QStringLiteral("QProcess: Destroyed while process (\"%1\") is still running.");
-const QString TIMED_OUT = QStringLiteral("Process operation timed out");
+// One call of the runner in a thread of its own, and what came of it.
+class SlowCall : public QThread
+{
+public:
+    // Given the arguments that make /bin/sh hang. Returns what the runner says, and leaves the output of a chain.
+    using Call = std::function<QString(const Logic& logic, const QStringList& hanging, QByteArray& output)>;
+
+    explicit SlowCall(Call givenCall) : call(std::move(givenCall))
+    {
+        initialized = logic.initialize(WindowLogic::quietOptions());
+    }
+
+    QString initialized;
+    QString said;
+    QByteArray output = "left from before";
+    qint64 waited = 0;
+    bool shellIsGone = false; // that hung; false as well when there was none
+
+protected:
+    void run() override
+    {
+        const QString file = directory.filePath("pid");
+        QElapsedTimer clock;
+        clock.start();
+        // The shell talks, notes its process id, will not be terminated politely, and hangs.
+        said = call(logic, {"-c", "echo said; echo $$ >" + file + "; trap '' TERM; exec sleep 600"}, output);
+        waited = clock.elapsed();
+        const pid_t pid = contentOf(file).trimmed().toInt();
+        shellIsGone = pid > 0 && ::kill(pid, 0) == -1 && errno == ESRCH;
+    }
+
+private:
+    const Call call;
+    Logic logic{"tavrin_update"};
+    QTemporaryDir directory;
+};
+
+SlowCall::Call pipeWithInput(const QString& input)
+{
+    return [input](const Logic& logic, const QStringList& hanging, QByteArray&) {
+        QString text = "left from before";
+        const bool succeeded = logic.pipeToSystemCommand("/bin/sh", hanging, text, input);
+        return succeeded ? "succeeded: " + text : text;
+    };
+}
 
 } // namespace
 
@@ -26,101 +76,84 @@ class TstRunnerSlow : public Test
     Q_OBJECT
 
 private slots:
+    void initTestCase()
+    {
+        installation = std::make_unique<FakeInstallation>();
+        qputenv("TAVRIN", installation->path().toUtf8());
+        const QString mark = installation->path("lib/second-was-here");
+        add("no input", pipeWithInput({}));
+        add("input", pipeWithInput("text"));
+        add("first of a chain", [mark](const Logic& logic, const QStringList& hanging, QByteArray& output) {
+            return logic.systemCommandChain("/bin/sh", hanging, "touch", {mark}, output);
+        });
+        add("second of a chain", [](const Logic& logic, const QStringList& hanging, QByteArray& output) {
+            return logic.systemCommandChain("echo", {"text"}, "/bin/sh", hanging, output);
+        });
+        add("long chain", [](const Logic& logic, const QStringList&, QByteArray& output) {
+            return logic.systemCommandChain("/bin/sh", {"-c", "sleep 17; echo first"}, "/bin/sh",
+                                            {"-c", "sleep 17; cat; echo second"}, output);
+        });
+
+        MessageGuard warnings;
+        for (int hanging = 0; hanging < 4; ++hanging) {
+            warnings.expect("QProcess: Destroyed while process (\"/bin/sh\") is still running.");
+        }
+        for (const auto& [name, call] : calls) {
+            call->start();
+        }
+        for (const auto& [name, call] : calls) {
+            call->wait();
+        }
+        QCOMPARE(warnings.complaint(), QString());
+    }
+
+    void cleanupTestCase()
+    {
+        calls.clear();
+        installation.reset();
+    }
+
     void hangingProgramIsGivenUp_data()
     {
-        const Rows<QString> row("input");
-        row("no input", {});
-        row("input", "text");
+        const Rows<QString> row("said");
+        const QString failed = "System command '/bin/sh' failed:\n  Process operation timed out";
+        const QString incomplete = "System command did not complete\n'/bin/sh'\nProcess operation timed out";
+        row("no input", failed);
+        row("input", failed);
+        row("first of a chain", incomplete);
+        row("second of a chain", incomplete);
     }
 
     void hangingProgramIsGivenUp()
     {
-        QFETCH(QString, input);
-        expectWarning(STILL_RUNNING.arg("/bin/sh"));
-        QString output = "left from before";
-        QVERIFY(!logic->pipeToSystemCommand("/bin/sh", hangingShell(), output, input));
-        checkThatTheLimitWasWaitedFor();
-        QCOMPARE(output, "System command '/bin/sh' failed:\n  " + TIMED_OUT);
-        checkThatTheProgramIsGone();
+        const SlowCall& call = *calls.at(QTest::currentDataTag());
+        QTEST(call.said, "said");
+        QVERIFY2(call.waited >= 30000 && call.waited < 40000, qPrintable(QString::number(call.waited)));
+        QCOMPARE(call.output, QByteArray("left from before"));
+        QVERIFY(call.shellIsGone);
     }
 
-    void hangingFirstOfAChainIsGivenUp()
+    void secondOfAChainDoesNotStartAfterAFirstThatHangs()
     {
-        expectWarning(STILL_RUNNING.arg("/bin/sh"));
-        const QString mark = installation->path("lib/second-was-here");
-        QByteArray output = "left from before";
-        QCOMPARE(logic->systemCommandChain("/bin/sh", hangingShell(), "touch", {mark}, output),
-                 "System command did not complete\n'/bin/sh'\n" + TIMED_OUT);
-        checkThatTheLimitWasWaitedFor();
-        QCOMPARE(output, QByteArray("left from before"));
-        QVERIFY(!QFileInfo::exists(mark));
-        checkThatTheProgramIsGone();
-    }
-
-    void hangingSecondOfAChainIsGivenUp()
-    {
-        expectWarning(STILL_RUNNING.arg("/bin/sh"));
-        QByteArray output = "left from before";
-        QCOMPARE(logic->systemCommandChain("echo", {"text"}, "/bin/sh", hangingShell(), output),
-                 "System command did not complete\n'/bin/sh'\n" + TIMED_OUT);
-        checkThatTheLimitWasWaitedFor();
-        QCOMPARE(output, QByteArray("left from before"));
-        checkThatTheProgramIsGone();
+        QVERIFY(!QFileInfo::exists(installation->path("lib/second-was-here")));
     }
 
     void limitsOfAChainDoNotAddUp()
     {
-        QByteArray output;
-        QCOMPARE(logic->systemCommandChain("/bin/sh", {"-c", "sleep 17; echo first"}, "/bin/sh",
-                                           {"-c", "sleep 17; cat; echo second"}, output),
-                 QString());
-        QCOMPARE(output, QByteArray("first\nsecond\n"));
+        const SlowCall& call = *calls.at("long chain");
+        QCOMPARE(call.said, QString());
+        QCOMPARE(call.output, QByteArray("first\nsecond\n"));
     }
 
 private:
-    void setUp() override
+    void add(const QByteArray& name, SlowCall::Call call)
     {
-        installation = std::make_unique<FakeInstallation>();
-        logic = std::make_unique<Logic>("tavrin_update");
-        qputenv("TAVRIN", installation->path().toUtf8());
-        Logic::CommandLineOptions options;
-        options.terminal = false;
-        options.showProposed = false;
-        options.verbose = false;
-        QCOMPARE(logic->initialize(options), QString());
-        clock.start();
+        auto& added = calls[name] = std::make_unique<SlowCall>(std::move(call));
+        QCOMPARE(added->initialized, QString());
     }
 
-    void tearDown() override
-    {
-        logic.reset();
-        installation.reset();
-    }
-
-    // A program that talks, notes its process id, will not be terminated politely, and hangs.
-    QStringList hangingShell() const
-    {
-        return {"-c", "echo said; echo $$ >" + installation->path("lib/pid") + "; trap '' TERM; exec sleep 600"};
-    }
-
-    void checkThatTheProgramIsGone() const
-    {
-        QFile file(installation->path("lib/pid"));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const pid_t pid = file.readAll().trimmed().toInt();
-        QVERIFY(pid > 0);
-        QCOMPARE(::kill(pid, 0), -1);
-        QCOMPARE(errno, ESRCH);
-    }
-
-    void checkThatTheLimitWasWaitedFor() const
-    {
-        const qint64 waited = clock.elapsed();
-        QVERIFY2(waited >= 30000 && waited < 40000, qPrintable(QString::number(waited)));
-    }
     std::unique_ptr<FakeInstallation> installation;
-    std::unique_ptr<Logic> logic;
-    QElapsedTimer clock;
+    std::map<QByteArray, std::unique_ptr<SlowCall>> calls;
 };
 
 TAVRIN_TEST_MAIN(TstRunnerSlow)

@@ -3,15 +3,12 @@
 // C allocator has nothing left to give, a copy of this program looks. The three tests of the releases can fail only in
 // the sanitizer build: without the sanitizer every allocator here ends in malloc and free, so no mix of them is seen.
 #include "helper_run.h"
-#include "pidrtsys.h"
-#include "real_process.h"
-#include "test.h"
+#include "listed_systems.h"
 
 #include <QScopeGuard>
 
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <new>
 #include <utility>
 
@@ -43,7 +40,7 @@ void operator delete(void* block, std::size_t) noexcept
 
 namespace {
 
-/** Looks once when the C allocator has nothing left to give. */
+// Looks once when the C allocator has nothing left to give.
 int lookWithoutMemory()
 {
     const rlimit none = {0, 0};
@@ -72,116 +69,91 @@ int lookWithoutMemory()
 
 } // namespace
 
-class TstPidrtsysMemory : public Test
+class TstPidrtsysMemory : public PidrtsysTest
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        copies = std::make_unique<SleepCopies>();
-    }
-
-    void cleanupTestCase()
-    {
-        QCOMPARE(copies->remove(), QString());
-    }
-
+    // The sanitizer ends the process after a wrong release.
     void blockIsReleasedByFree()
     {
-        const RealProcess process(copies->systemStart());
-        QVERIFY(process.isUp());
-        Pidrtsys* systems = nullptr;
-        QVERIFY(pidrtsys(&systems) > 0);
-        QVERIFY(systems != nullptr);
-        std::free(systems); // the sanitizer ends the process after a wrong release
+        std::free(severalRecords());
     }
 
     void blockIsReleasedByDelete()
     {
-        const RealProcess first(copies->systemStart());
-        const RealProcess second(copies->systemStart());
-        QVERIFY(first.isUp());
-        QVERIFY(second.isUp());
-        Pidrtsys* systems = nullptr;
-        QVERIFY(pidrtsys(&systems) > 1);
-        QVERIFY(systems != nullptr);
-        delete systems; // the sanitizer ends the process after a wrong release
+        delete severalRecords();
     }
 
     void blockIsReleasedByArrayDelete()
     {
-        const RealProcess first(copies->systemStart());
-        const RealProcess second(copies->systemStart());
-        QVERIFY(first.isUp());
-        QVERIFY(second.isUp());
-        Pidrtsys* systems = nullptr;
-        QVERIFY(pidrtsys(&systems) > 1);
-        QVERIFY(systems != nullptr);
-        delete[] systems; // the sanitizer ends the process after a wrong release
+        delete[] severalRecords();
     }
 
-protected:
-    std::unique_ptr<SleepCopies> copies;
+private:
+    Pidrtsys* severalRecords() const
+    {
+        const StartedProcess first(copies.systemStart());
+        const StartedProcess second(copies.systemStart());
+        Pidrtsys* systems = nullptr;
+        const int found = pidrtsys(&systems);
+        [&] {
+            QVERIFY(found > 1);
+            QVERIFY(systems != nullptr);
+        }();
+        return systems;
+    }
 };
 
-/** All of the above, and what cannot be seen where the sanitizer's allocator ends a process instead of returning null.
- */
+// All of the above, and what cannot be seen where the sanitizer's allocator ends a process instead of returning null.
 class TstPidrtsysMemoryWithPlainAllocator : public TstPidrtsysMemory
 {
     Q_OBJECT
 
 private slots:
-    void exhaustedMemoryGivesNullAndZero();
-    void failedAllocationGivesNullAndZero();
-};
-
-void TstPidrtsysMemoryWithPlainAllocator::exhaustedMemoryGivesNullAndZero()
-{
-    const RealProcess process(copies->systemStart());
-    QVERIFY(process.isUp());
-    const HelperRun outcome = runHelper(QCoreApplication::applicationFilePath(), {"--look-without-memory"});
-    QCOMPARE(outcome.errors, QByteArray());
-    QCOMPARE(outcome.output, QByteArray("0 null\n"));
-    QCOMPARE(outcome.status, 0);
-}
-
-void TstPidrtsysMemoryWithPlainAllocator::failedAllocationGivesNullAndZero()
-{
-#ifndef __SANITIZE_ADDRESS__
-    const RealProcess process(copies->systemStart());
-    QVERIFY(process.isUp());
-    int successful = 0;
-    for (;; ++successful) {
-        Pidrtsys* systems = nullptr;
-        allocationsLeft = successful;
-        const int found = pidrtsys(&systems);
-        allocationsLeft = -1;
-        const auto release = qScopeGuard([&systems] { std::free(systems); });
-        if (found > 0) {
-            QVERIFY(systems != nullptr);
-            break;
-        }
-        QCOMPARE(found, 0);
-        QVERIFY(systems == nullptr);
-        QVERIFY(successful < 1000);
+    void exhaustedMemoryGivesNullAndZero()
+    {
+        const StartedProcess process(copies.systemStart());
+        const HelperRun outcome = runHelper(QCoreApplication::applicationFilePath(), {"--look-without-memory"});
+        QCOMPARE(outcome.errors, QByteArray());
+        QCOMPARE(outcome.output, QByteArray("0 null\n"));
+        QCOMPARE(outcome.status, 0);
     }
-    QVERIFY2(successful > 1, "the library was expected to need more than one allocation");
+
+    void failedAllocationGivesNullAndZero()
+    {
+#ifndef __SANITIZE_ADDRESS__
+        const StartedProcess process(copies.systemStart());
+        int successful = 0;
+        for (;; ++successful) {
+            Pidrtsys* systems = nullptr;
+            allocationsLeft = successful;
+            const int found = pidrtsys(&systems);
+            allocationsLeft = -1;
+            const auto release = qScopeGuard([&systems] { std::free(systems); });
+            if (found > 0) {
+                QVERIFY(systems != nullptr);
+                break;
+            }
+            QCOMPARE(found, 0);
+            QVERIFY(systems == nullptr);
+            QVERIFY(successful < 1000);
+        }
+        QVERIFY2(successful > 1, "the library was expected to need more than one allocation");
 #endif
-}
+    }
+};
 
 int main(int argc, char* argv[])
 {
     if (argc > 1 && qstrcmp(argv[1], "--look-without-memory") == 0) {
         return lookWithoutMemory();
     }
-    QCoreApplication application(argc, argv);
 #ifdef __SANITIZE_ADDRESS__
-    TstPidrtsysMemory test;
+    return runTests<QCoreApplication, TstPidrtsysMemory>(argc, argv);
 #else
-    TstPidrtsysMemoryWithPlainAllocator test;
+    return runTests<QCoreApplication, TstPidrtsysMemoryWithPlainAllocator>(argc, argv);
 #endif
-    return QTest::qExec(&test, argc, argv);
 }
 
 #include "tst_pidrtsys_memory.moc"

@@ -1,5 +1,5 @@
 // After an archive was unpacked: which patch of the list counts as applied, and how the installation's script is made
-// to write its page of applied patches. A recorder stands for perl.
+// to write its page of applied patches. A recorder takes the place of perl.
 #include "helper_run.h"
 #include "test.h"
 #include "test_files.h"

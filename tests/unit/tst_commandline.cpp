@@ -9,57 +9,50 @@
 #include <QApplication>
 #include <QScopedPointer>
 
-#include <vector>
-
 namespace {
 
 using Options = TavrinUpdateBusinessLogic::CommandLineOptions;
 
 // A command line in the form in which main() gets it.
-class CommandLine
+struct CommandLine
 {
-public:
-    explicit CommandLine(const QStringList& arguments)
+    explicit CommandLine(const QStringList& arguments) : texts{"/usr/bin/tavrin_update"}, count(arguments.size() + 1)
     {
-        texts << QByteArrayLiteral("/usr/bin/tavrin_update");
         for (const QString& argument : arguments) {
             texts << argument.toLocal8Bit();
         }
         for (QByteArray& text : texts) {
-            words.push_back(text.data());
+            words << text.data();
         }
-        words.push_back(nullptr);
-        count = texts.size();
+        words << nullptr;
     }
-
-    int count;
 
     char** argv()
     {
         return words.data();
     }
 
-private:
     QList<QByteArray> texts;
-    std::vector<char*> words;
+    QVector<char*> words;
+    int count;
 };
 
 // One line for all fields, so that a failed comparison shows them all.
 QString describe(const Options& options)
 {
+    const QList<QPair<bool, QString>> flags{{options.apply, "apply"},
+                                            {options.showProposed, "showProposed"},
+                                            {options.terminal, "terminal"},
+                                            {options.listUnapplied, "listUnapplied"},
+                                            {options.listAll, "listAll"},
+                                            {options.verbose, "verbose"},
+                                            {options.allowWhileRunning, "allowWhileRunning"}};
     QStringList words;
-    const auto flag = [&words](bool isSet, const char* name) {
+    for (const auto& [isSet, name] : flags) {
         if (isSet) {
-            words << QLatin1String(name);
+            words << name;
         }
-    };
-    flag(options.apply, "apply");
-    flag(options.showProposed, "showProposed");
-    flag(options.terminal, "terminal");
-    flag(options.listUnapplied, "listUnapplied");
-    flag(options.listAll, "listAll");
-    flag(options.verbose, "verbose");
-    flag(options.allowWhileRunning, "allowWhileRunning");
+    }
     words << QStringLiteral("email=%1 release=%2 url=%3").arg(options.email, options.release, options.url);
     return words.join(QLatin1Char(' '));
 }

@@ -48,7 +48,7 @@ private slots:
         reason.replace("%1", window.server.url("/5.9/" + archive));
         const QString address = window.server.url("/5.9/P%20%C3%A9.tar");
         const QString failure = "fail:Download of " + address + " failed: " + reason + '\n';
-        QCOMPARE(window.events, (QStringList{START, failure} + installationOf({archive})));
+        QCOMPARE(window.events, runOf({failure}, {archive}));
         QCOMPARE(window.filesIn("patches"), QStringList());
         QCOMPARE(window.tools.callLines(), QStringList{"perl|/opt/tavrin/5.9/bin/ozna_installed_patches"});
         QCOMPARE(window.appliedMarks(), QString("N")); // there is no mark in the installation
@@ -63,8 +63,7 @@ private slots:
         const QString address = window.server.url("/5.9/P2.tar");
         const QString failure =
             "fail:Download of " + address + " failed: Error transferring " + address + " - server replied: As told\n";
-        QCOMPARE(window.events,
-                 (QStringList{START, downloaded("P1.tar"), failure} + installationOf({"P1.tar", "P2.tar"})));
+        QCOMPARE(window.events, runOf({downloaded("P1.tar"), failure}, {"P1.tar", "P2.tar"}));
         QCOMPARE(window.appliedMarks(), QString("YN"));
     }
 
@@ -78,8 +77,7 @@ private slots:
         QTRY_COMPARE(window.server.requestedPaths().size(), 2);
         window.server.release("/5.9/P2.tar");
         window.waitForEnd();
-        QCOMPARE(window.events,
-                 (QStringList{START, REDIRECTED, downloaded("P2.tar")} + installationOf({"P1.tar", "P2.tar"})));
+        QCOMPARE(window.events, runOf({REDIRECTED, downloaded("P2.tar")}, {"P1.tar", "P2.tar"}));
     }
 
     void redirectIsRefused()
@@ -88,7 +86,7 @@ private slots:
         window.offer("P1.tar", Answer::redirect(301, "/elsewhere/P1.tar"));
         window.server.answer("/elsewhere/P1.tar", Answer::body("text"));
         window.install();
-        QCOMPARE(window.events, (QStringList{START, REDIRECTED} + installationOf({"P1.tar"})));
+        QCOMPARE(window.events, runOf({REDIRECTED}, {"P1.tar"}));
         QCOMPARE(window.server.requestedPaths(), QList<QByteArray>{"/5.9/P1.tar"});
         QCOMPARE(window.filesIn("patches"), QStringList());
     }
@@ -100,7 +98,7 @@ private slots:
         window.installation.without("patches");
         window.install();
         const QString failure = "fail:Failed to access patch download directory, /opt/tavrin/5.9/patches.";
-        QCOMPARE(window.events, (QStringList{START, failure, downloaded("P1.tar")} + installationOf({"P1.tar"})));
+        QCOMPARE(window.events, runOf({failure, downloaded("P1.tar")}, {"P1.tar"}));
         QCOMPARE(contentOf(window.installation.path("P1.tar")), QByteArray("one"));
         QVERIFY(!QFileInfo::exists(window.installation.path("patches")));
         QCOMPARE(window.tools.callLines().first(), QString("bsdtar|-xvPf|/opt/tavrin/5.9/P1.tar"));
@@ -113,7 +111,7 @@ private slots:
         window.installation.withFile("patches/P1.tar", "older").withMode("patches/P1.tar", 0444);
         window.install();
         // The older file has a size, so its data are not missed.
-        QCOMPARE(window.events, (QStringList{START, NOT_OPENED, downloaded("P1.tar")} + installationOf({"P1.tar"})));
+        QCOMPARE(window.events, runOf({NOT_OPENED, downloaded("P1.tar")}, {"P1.tar"}));
         QCOMPARE(contentOf(window.installation.path("patches/P1.tar")), QByteArray("older"));
     }
 
@@ -123,8 +121,7 @@ private slots:
         window.offer("P1.tar", Answer::body("new"));
         window.installation.withMode("patches", 0555);
         window.install();
-        QCOMPARE(window.events,
-                 (QStringList{START, NOT_OPENED, NO_DATA, downloaded("P1.tar")} + installationOf({"P1.tar"})));
+        QCOMPARE(window.events, runOf({NOT_OPENED, NO_DATA, downloaded("P1.tar")}, {"P1.tar"}));
         QCOMPARE(window.filesIn("patches"), QStringList());
     }
 
@@ -133,7 +130,7 @@ private slots:
         DownloadWindow window;
         window.offer("P1.tar", Answer::body(""));
         window.install();
-        QCOMPARE(window.events, (QStringList{START, NO_DATA, downloaded("P1.tar")} + installationOf({"P1.tar"})));
+        QCOMPARE(window.events, runOf({NO_DATA, downloaded("P1.tar")}, {"P1.tar"}));
         QCOMPARE(contentOf(window.installation.path("patches/P1.tar")), QByteArray());
     }
 
@@ -164,7 +161,7 @@ private slots:
         window.offer("P1.tar.gz", Answer::body("one"));
         window.record("gunzip", FakeTool::running("/bin/mv \"$1\" \"${1%.gz}\""));
         window.install();
-        QCOMPARE(window.events, (QStringList{START, downloaded("P1.tar.gz")} + installationOf({"P1.tar"})));
+        QCOMPARE(window.events, runOf({downloaded("P1.tar.gz")}, {"P1.tar"}));
         QCOMPARE(window.filesIn("patches"), QStringList{"P1.tar"});
         QCOMPARE(window.appliedMarks(), QString("Y"));
     }
@@ -218,7 +215,7 @@ private slots:
         window.install();
         const QString failure = "fail:Download of file://" + source.path() + "/P%201.tar failed: Error opening " +
                                 source.path() + "/P 1.tar: No such file or directory\n";
-        QCOMPARE(window.events, (QStringList{START, failure} + installationOf({"P 1.tar"})));
+        QCOMPARE(window.events, runOf({failure}, {"P 1.tar"}));
     }
 
     void fileUrlWithAHostIsReportedOnce()

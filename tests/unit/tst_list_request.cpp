@@ -134,47 +134,34 @@ private slots:
                      QStringList{unreadList("gopher://host.test/", "Protocol \"gopher\" is unknown\n" + hint)});
     }
 
-    void redirectIsRefused()
+    void answerIsReadOrReported_data()
     {
-        ListWindow window;
-        PageReply reply(pageOf({"P1"}).html());
-        reply.setStatus(302);
-        window.receivePage(&reply);
-        QCOMPARE(window.events, QStringList{"fail:Request was redirected.\n"});
-        QCOMPARE(window.logic.getPatchCount(), 0);
-    }
-
-    void brokenPageIsReportedAsItIs()
-    {
-        ListWindow window;
-        PageReply reply("<ul><!-- new patch -->");
-        window.receivePage(&reply);
-        QCOMPARE(window.events, QStringList{"fail:Premature end of document."});
-    }
-
-    void pageCutShortIsAFailedFetch_data()
-    {
-        const Rows<int, int, QString> row("status", "missing", "event");
-        const QString failure = unreadList(ADDRESS_OF_REPLY, "Connection closed\n");
-        const int length = pageOf({"P1"}).html().size();
-        row("whole", 200, 0, "ready");
-        row("last byte missing", 200, 1, failure); // a line break behind the markup
-        row("no body at all", 200, length, failure);
-        row("answer without a body of its own", 304, 1, "ready");
-    }
-
-    void pageCutShortIsAFailedFetch()
-    {
-        QFETCH(int, status);
-        QFETCH(int, missing);
-        QFETCH(QString, event);
+        // length: what the server announces; a page ends in a line break behind its markup
+        const Rows<QByteArray, int, int, QString> row("body", "status", "length", "event");
         const QByteArray page = pageOf({"P1"}).html();
+        const int length = page.size();
+        const QString failure = unreadList(ADDRESS_OF_REPLY, "Connection closed\n");
+        row("whole page", page, 200, length, "ready");
+        row("last byte missing", page.chopped(1), 200, length, failure);
+        row("no body at all", {}, 200, length, failure);
+        row("answer without a body of its own", page.chopped(1), 304, length, "ready");
+        row("redirect", page, 302, length, "fail:Request was redirected.\n");
+        row("broken page", "<ul><!-- new patch -->", 200, 22, "fail:Premature end of document.");
+    }
+
+    void answerIsReadOrReported()
+    {
+        QFETCH(QByteArray, body);
+        QFETCH(int, status);
+        QFETCH(int, length);
+        QFETCH(QString, event);
         ListWindow window;
-        PageReply reply(page.left(page.size() - missing));
+        PageReply reply(body);
         reply.setStatus(status);
-        reply.announceLength(page.size());
+        reply.announceLength(length);
         window.receivePage(&reply);
         QCOMPARE(window.events, QStringList{event});
+        QCOMPARE(window.logic.getPatchCount(), event == "ready" ? 1 : 0);
     }
 
     void pageCutShortIsReportedInQtsTranslation()

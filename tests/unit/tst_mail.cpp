@@ -1,5 +1,5 @@
 // The mail of a scheduled run: when it is sent, how the mailer is called, and that a mailer that fails is silence while
-// one that succeeds and talks is a complaint. A recorder stands for perl.
+// one that succeeds and talks is a complaint. A recorder takes the place of perl.
 #include "test.h"
 #include "window_logic.h"
 
@@ -36,29 +36,30 @@ class TstMail : public Test
     Q_OBJECT
 
 private slots:
+    void mailerIsCalledWithSubjectAndAddress_data()
+    {
+        // The quotes and the blank after the second one belong to the subject.
+        const Rows<bool, QString, QString, QStringList> row("verbose", "address", "call", "events");
+        row("quiet", false, "admin@host.test", "perl|rtmail|-s|'2 Tavrin patches available' |admin@host.test", {});
+        row("verbose", true, "admin@host.test", "perl|rtmail|-v|-s|'2 Tavrin patches available' |admin@host.test",
+            {"log:Executing system command: perl rtmail -v -s '2 Tavrin patches available'  admin@host.test"});
+        row("address is one argument", false, "a b@host.test; rm -rf x",
+            "perl|rtmail|-s|'2 Tavrin patches available' |a b@host.test; rm -rf x", {});
+    }
+
     void mailerIsCalledWithSubjectAndAddress()
     {
-        MailingWindow window;
+        QFETCH(bool, verbose);
+        QFETCH(QString, address);
+        QFETCH(QString, call);
+        MailingWindow window(verbose, address);
         QCOMPARE(window.initialized, QString());
         window.recordPerl();
         QCOMPARE(window.logic.emailPatchInfo(REPORT), QString());
-        // The quotes and the blank after the second one belong to the subject.
-        QCOMPARE(window.tools.callLines(), QStringList{"perl|rtmail|-s|'2 Tavrin patches available' |admin@host.test"});
+        QCOMPARE(window.tools.callLines(), QStringList{call});
         QCOMPARE(window.tools.calls().first().input, REPORT.toLatin1());
         QCOMPARE(window.tools.calls().first().workingDirectory, QDir::current().canonicalPath());
-        QCOMPARE(window.events, QStringList());
-    }
-
-    void verboseComesBeforeTheSubject()
-    {
-        MailingWindow window(true);
-        window.recordPerl();
-        QCOMPARE(window.logic.emailPatchInfo(REPORT), QString());
-        QCOMPARE(window.tools.callLines(),
-                 QStringList{"perl|rtmail|-v|-s|'2 Tavrin patches available' |admin@host.test"});
-        QCOMPARE(window.events,
-                 QStringList{"log:Executing system command: perl rtmail -v -s '2 Tavrin patches available'  "
-                             "admin@host.test"});
+        QTEST(window.events, "events");
     }
 
     void subjectCountsWhatIsNotInstalled_data()
@@ -111,15 +112,6 @@ private slots:
         QCOMPARE(window.logic.emailPatchInfo(QString::fromUtf8("Not Installed: P\xc3\xa9\xe2\x82\xac\n")), QString());
         QCOMPARE(window.tools.calls().size(), 1);
         QCOMPARE(window.tools.calls().first().input, QByteArray("Not Installed: P\xe9?\n"));
-    }
-
-    void addressIsOneArgument()
-    {
-        MailingWindow window(false, "a b@host.test; rm -rf x");
-        window.recordPerl();
-        QCOMPARE(window.logic.emailPatchInfo(REPORT), QString());
-        QCOMPARE(window.tools.callLines(),
-                 QStringList{"perl|rtmail|-s|'2 Tavrin patches available' |a b@host.test; rm -rf x"});
     }
 
     void resultIsWhatASuccessfulMailerSaid_data()

@@ -41,42 +41,31 @@ private slots:
     void signalsAndSlotsKeepTheirOrder()
     {
         const QMetaObject& meta = Logic::staticMetaObject;
-        QStringList methods;
+        QStringList methods; // with the names of their arguments
         for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
             const QMetaMethod method = meta.method(i);
             const QString kind = method.methodType() == QMetaMethod::Signal ? "signal " : "slot ";
             const QString access = method.access() == QMetaMethod::Private ? "private " : "public ";
-            methods << access + kind + QString::fromLatin1(method.methodSignature());
+            methods << access + kind + method.methodSignature() + ' ' + method.parameterNames().join(',');
         }
-        const QStringList expected{"public signal appendProgress(QString)",
-                                   "public signal patchListReady()",
-                                   "public signal processFailed(QString)",
-                                   "public signal updatePatchStatus()",
-                                   "public slot execute()",
-                                   "private slot downloadComplete(QNetworkReply*)",
-                                   "private slot patchListReceived(QNetworkReply*)"};
+        const QStringList expected{"public signal appendProgress(QString) ",
+                                   "public signal patchListReady() ",
+                                   "public signal processFailed(QString) ",
+                                   "public signal updatePatchStatus() ",
+                                   "public slot execute() ",
+                                   "private slot downloadComplete(QNetworkReply*) reply",
+                                   "private slot patchListReceived(QNetworkReply*) reply"};
         QCOMPARE(methods, expected);
     }
 
-    void privateSlotsNameTheirArgument()
+    void argumentsOfPrivateSlotsAreOfAKnownType()
     {
-        const QMetaObject& meta = Logic::staticMetaObject;
-        for (int i = meta.methodOffset() + 5; i < meta.methodOffset() + 7; ++i) {
-            QCOMPARE(meta.method(i).parameterNames(), QList<QByteArray>{"reply"});
+        for (const char* slot : {"downloadComplete(QNetworkReply*)", "patchListReceived(QNetworkReply*)"}) {
+            const QMetaMethod method = Logic::staticMetaObject.method(Logic::staticMetaObject.indexOfSlot(slot));
             // Asked for before anything else here registers the type: the slots' own registration is what counts.
-            const int type = meta.method(i).parameterType(0);
+            const int type = method.parameterType(0);
             QVERIFY(type != QMetaType::UnknownType);
             QCOMPARE(QMetaType::typeName(type), "QNetworkReply*");
-        }
-    }
-
-    void signalsNameNoArgument()
-    {
-        const QMetaObject& meta = Logic::staticMetaObject;
-        for (int i = meta.methodOffset(); i < meta.methodOffset() + 5; ++i) {
-            const QList<QByteArray> unnamed{QByteArray()};
-            QCOMPARE(meta.method(i).parameterNames(),
-                     meta.method(i).parameterCount() == 0 ? QList<QByteArray>() : unnamed);
         }
     }
 

@@ -31,6 +31,12 @@ inline QStringList installationOf(const QStringList& files)
     return events + FINISHED;
 }
 
+/** What a whole run signals that reports this about its downloads and installs these files. */
+inline QStringList runOf(const QStringList& reported, const QStringList& files)
+{
+    return QStringList{START} + reported + installationOf(files);
+}
+
 /** The server of a DownloadWindow, ready before the rest of it. */
 struct WithPatchServer
 {

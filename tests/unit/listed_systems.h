@@ -1,13 +1,17 @@
 // The answer of the stand-in library while real processes named rtexec run, and what its test programs share. Other
-// tests may run such processes at the same time, so records are found by the number of their process.
+// tests may run such processes at the same time, so records are found by the number of their process. A process that
+// does not start or is not listed fails the test that asked for it.
 #pragma once
 
 #include "pidrtsys.h"
 #include "real_process.h"
 #include "test.h"
 
+#include <cstdlib>
 #include <memory>
 #include <vector>
+
+#include <pwd.h>
 
 /** A record of the library's answer; all empty for a process that is not listed. */
 struct Listed
@@ -18,32 +22,84 @@ struct Listed
     QByteArray workingDirectory;
 };
 
+/** The text of a record's field. */
+template <std::size_t size>
+QByteArray textOf(const char (&field)[size])
+{
+    const std::size_t length = qstrnlen(field, size);
+    return length < size ? QByteArray(field, static_cast<int>(length)) : QByteArray("(a field without its NUL)");
+}
+
 /** The library's answer as text, one line a record; "inconsistent" when array and number do not go together. */
-QByteArray answer();
+inline QByteArray answer()
+{
+    Pidrtsys* systems = nullptr;
+    const int count = pidrtsys(&systems);
+    if (count < 0 || (systems == nullptr) != (count == 0)) {
+        return "inconsistent";
+    }
+    QByteArray text;
+    for (int index = 0; index < count; ++index) {
+        const Pidrtsys& system = systems[index];
+        text += QByteArray::number(system.rtexecPid) + '\t' + textOf(system.version) + '\t' + textOf(system.userName) +
+                '\t' + textOf(system.workingDirectory) + '\n';
+    }
+    std::free(systems);
+    return text;
+}
 
 /** The records in an answer. */
-QVector<Listed> recordsIn(const QByteArray& text);
+inline QVector<Listed> recordsIn(const QByteArray& text)
+{
+    QVector<Listed> records;
+    for (const QByteArray& line : text.split('\n')) {
+        const QByteArrayList fields = line.split('\t');
+        if (fields.size() == 4) {
+            records.append({fields[0].toInt(), fields[1], fields[2], fields[3]});
+        }
+    }
+    return records;
+}
 
 /** The record of a process. */
-Listed recordOf(const RealProcess& process, const QByteArray& text = answer());
+inline Listed recordOf(const RealProcess& process, const QByteArray& text = answer())
+{
+    for (const Listed& record : recordsIn(text)) {
+        if (record.pid == process.pid()) {
+            return record;
+        }
+    }
+    return {};
+}
 
-/** "COUNT array" or "COUNT null", for what the library gave away; the memory behind the array is released. */
-QByteArray countAndArray();
-
-/** A process that runs its program; the running test fails where it does not come to that. */
+/** A process that runs its program. */
 struct StartedProcess : RealProcess
 {
-    explicit StartedProcess(const Start& start);
+    explicit StartedProcess(const Start& start) : RealProcess(start)
+    {
+        [this] {
+            QVERIFY2(isUp(), "the process does not run its program");
+        }();
+    }
 };
 
-/** Starts a process and looks once. The running test fails where it is not listed. */
-Listed recordOfStarted(const Start& start);
-
-/** Processes that all run their programs. */
-using StartedProcesses = std::vector<std::unique_ptr<StartedProcess>>;
+/** Starts a process and looks once. */
+inline Listed recordOfStarted(const Start& start)
+{
+    const StartedProcess process(start);
+    const Listed record = recordOf(process);
+    [&] {
+        QCOMPARE(record.pid, process.pid());
+    }();
+    return record;
+}
 
 /** The name of a user, the number where there is none. */
-QByteArray nameOf(uid_t user);
+inline QByteArray nameOf(uid_t user)
+{
+    const passwd* entry = getpwuid(user);
+    return entry == nullptr ? QByteArray::number(user) : QByteArray(entry->pw_name);
+}
 
 /** What a test function of the library needs: programs to start as systems. */
 class PidrtsysTest : public Test
@@ -51,11 +107,20 @@ class PidrtsysTest : public Test
     Q_OBJECT
 
 protected:
-    /** A system of release 5.9 with this environment and this first argument. */
-    Start systemStart(const QByteArrayList& environment, const QByteArray& firstArgument = "rtexec") const;
+    /** A system with this environment and this first argument. */
+    Start systemStart(const QByteArrayList& environment, const QByteArray& firstArgument = "rtexec") const
+    {
+        Start start = copies.systemStart();
+        start.environment = environment;
+        start.arguments = QByteArrayList{firstArgument, "600"};
+        return start;
+    }
 
     SleepCopies copies;
 
 private slots:
-    void cleanupTestCase();
+    void cleanupTestCase()
+    {
+        QCOMPARE(copies.remove(), QString());
+    }
 };

@@ -65,7 +65,10 @@ int lookAtExactly(int count, const QByteArray& program)
             return 1;
         }
     }
-    printf("%s", countAndArray().constData());
+    Pidrtsys* systems = reinterpret_cast<Pidrtsys*>(1); // to see that even "none" is stored
+    const int found = pidrtsys(&systems);
+    printf("%d %s\n", found, systems == nullptr ? "null" : "array");
+    std::free(systems);
     return 0;
 }
 
@@ -122,7 +125,7 @@ private slots:
 
     void recordsAreInPidOrder()
     {
-        StartedProcesses processes;
+        std::vector<std::unique_ptr<StartedProcess>> processes;
         for (int number = 0; number < 4; ++number) {
             const QByteArray environment = "TAVRIN=/opt/tavrin/5." + QByteArray::number(number);
             processes.push_back(std::make_unique<StartedProcess>(systemStart({environment})));

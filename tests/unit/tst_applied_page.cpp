@@ -100,21 +100,26 @@ private slots:
 
     void scriptRunsThroughPerl_data()
     {
-        const Rows<QByteArray, QByteArray> row("output", "errors");
-        row("silence", {}, {});
-        row("standard output", "wrote\n", {});
-        row("warnings", {}, "warning\n");
-        row("both", "wrote\n", "warning\n");
+        const Rows<int, QByteArray, QByteArray, QString> row("status", "output", "errors", "failure");
+        row("silence", 0, {}, {}, {});
+        row("standard output", 0, "wrote\n", {}, {});
+        row("warnings", 0, {}, "warning\n", {});
+        row("both", 0, "wrote\n", "warning\n", {});
+        row("failure on standard error", 2, {}, "no page\n", "no page\n");
+        row("failure on standard output", 2, "no page", {}, "no page");
+        row("failure on both", 2, "half a page\n", "no page\n", "no page\n");
+        row("silent failure looks like success but is not said to be one", 2, {}, {}, {});
     }
 
     void scriptRunsThroughPerl()
     {
+        QFETCH(int, status);
         QFETCH(QByteArray, output);
         QFETCH(QByteArray, errors);
         ApplyingWindow window;
-        window.record("perl", FakeTool::printing(output, errors));
-        QCOMPARE(window.logic.updateAppliedPatchesHtml(), QString());
-        QCOMPARE(window.events, (QStringList{HEADING, UPDATED}));
+        window.record("perl", FakeTool::printing(output, errors, status));
+        QTEST(window.logic.updateAppliedPatchesHtml(), "failure");
+        QCOMPARE(window.events, status == 0 ? (QStringList{HEADING, UPDATED}) : QStringList{HEADING});
         QCOMPARE(window.tools.callLines(), QStringList{CALL});
         QCOMPARE(window.tools.calls().first().workingDirectory, QDir::current().canonicalPath());
     }
@@ -129,25 +134,6 @@ private slots:
         const QString echo = "log:Executing system command: perl /opt/tavrin/5.9/bin/ozna_installed_patches -v";
         QCOMPARE(window.events, (QStringList{HEADING, echo, UPDATED}));
         QCOMPARE(window.tools.callLines(), QStringList{CALL + "|-v"});
-    }
-
-    void failureReturnsWhatTheScriptSaid_data()
-    {
-        const Rows<QByteArray, QByteArray, QString> row("output", "errors", "failure");
-        row("standard error", {}, "no page\n", "no page\n");
-        row("standard output", "no page", {}, "no page");
-        row("both", "half a page\n", "no page\n", "no page\n");
-        row("silence looks like success but is not said to be one", {}, {}, "");
-    }
-
-    void failureReturnsWhatTheScriptSaid()
-    {
-        QFETCH(QByteArray, output);
-        QFETCH(QByteArray, errors);
-        ApplyingWindow window;
-        window.record("perl", FakeTool::printing(output, errors, 2));
-        QTEST(window.logic.updateAppliedPatchesHtml(), "failure");
-        QCOMPARE(window.events, QStringList{HEADING});
     }
 
     void missingPerlIsReported()

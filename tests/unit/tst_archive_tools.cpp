@@ -132,47 +132,34 @@ private slots:
         QTEST(window.events, "events");
     }
 
-    void listingIsShownWhateverVerbose_data()
+    void whatTheArchiverSaysIsShownOrReturned_data()
     {
-        const Rows<bool, QByteArray, QByteArray, QStringList> row("verbose", "output", "errors", "shown");
+        const Rows<bool, int, QByteArray, QByteArray, QString, QStringList> row("verbose", "status", "output", "errors",
+                                                                                "failure", "shown");
         for (const bool verbose : {false, true}) {
             const QByteArray mode = verbose ? "verbose, " : "";
-            row(mode + "silence", verbose, {}, {}, {});
-            row(mode + "on standard error", verbose, {}, "x a\nx b\n", {"log:x a\nx b\n"});
-            row(mode + "on standard output", verbose, "x a", {}, {"log:x a"});
-            row(mode + "on both", verbose, "x a\n", "note\n", {"log:note\n"});
+            row(mode + "silence", verbose, 0, {}, {}, {}, {});
+            row(mode + "listing on standard error", verbose, 0, {}, "x a\nx b\n", {}, {"log:x a\nx b\n"});
+            row(mode + "listing on standard output", verbose, 0, "x a", {}, {}, {"log:x a"});
+            row(mode + "listing on both", verbose, 0, "x a\n", "note\n", {}, {"log:note\n"});
+            row(mode + "failure on standard error", verbose, 1, {}, "x a\nbroken\n", "x a\nbroken\n", {});
+            row(mode + "failure on standard output", verbose, 1, "broken", {}, "broken", {});
+            row(mode + "failure on both", verbose, 1, "listing\n", "broken\n", "broken\n", {});
+            row(mode + "silent failure looks like success", verbose, 1, {}, {}, {}, {});
         }
     }
 
-    void listingIsShownWhateverVerbose()
+    void whatTheArchiverSaysIsShownOrReturned()
     {
         QFETCH(bool, verbose);
+        QFETCH(int, status);
         QFETCH(QByteArray, output);
         QFETCH(QByteArray, errors);
         ArchiveWindow window(optionsFor(verbose));
-        window.recordArchiver(FakeTool::printing(output, errors));
-        QCOMPARE(window.unpackText("p1.tar"), QString());
+        window.recordArchiver(FakeTool::printing(output, errors, status));
+        QTEST(window.unpackText("p1.tar"), "failure");
         QTEST(QStringList(window.events.mid(verbose ? 1 : 0)), "shown"); // without the echo of the command
         QCOMPARE(window.tools.callLines().size(), 1);
-    }
-
-    void failedExtractionReturnsWhatTheArchiverSaid_data()
-    {
-        const Rows<QByteArray, QByteArray, QString> row("output", "errors", "failure");
-        row("standard error", {}, "x a\nbroken\n", "x a\nbroken\n");
-        row("standard output", "broken", {}, "broken");
-        row("both", "listing\n", "broken\n", "broken\n");
-        row("silence looks like success", {}, {}, "");
-    }
-
-    void failedExtractionReturnsWhatTheArchiverSaid()
-    {
-        QFETCH(QByteArray, output);
-        QFETCH(QByteArray, errors);
-        ArchiveWindow window;
-        window.recordArchiver(FakeTool::printing(output, errors, 1));
-        QTEST(window.unpackText("p1.tar"), "failure");
-        QCOMPARE(window.events, QStringList());
     }
 
     void missingArchiverIsReported()

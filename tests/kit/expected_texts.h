@@ -33,14 +33,14 @@ inline const QByteArray PAGE = "\nUpdate applied_patches.html ...\n";
 
 /** What follows the page's heading in a good run. */
 inline const QByteArray PAGE_UPDATED = "applied_patches.html updated\n";
-inline const QByteArray RESTART = "\nYou may restart systems now\n";
-inline const QByteArray PAGE_DONE = PAGE_UPDATED + RESTART;
+inline const QByteArray RESTART_NOTICE = "\nYou may restart systems now\n";
+inline const QByteArray PAGE_DONE = PAGE_UPDATED + RESTART_NOTICE;
 inline const QByteArray FINISH = PAGE + PAGE_DONE;
 
 /** What a dry run puts before its search for running systems, and what it shows after it. */
 inline const QByteArray STEPS_HEADING = "Steps that would be taken are:\n\n";
 inline const QByteArray DRY_DOWNLOAD = "Download and install patch files ...\n";
-inline const QByteArray DRY_STEPS = DRY_DOWNLOAD + PAGE + RESTART;
+inline const QByteArray DRY_STEPS = DRY_DOWNLOAD + PAGE + RESTART_NOTICE;
 
 /** All of a run up to its downloads, for patches P1, P2 ... that the list describes as "text". */
 QByteArray untilDownload(int count, const QByteArray& answer = "\n");

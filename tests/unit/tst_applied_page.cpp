@@ -108,7 +108,7 @@ private slots:
         row("failure on standard error", 2, {}, "no page\n", "no page\n");
         row("failure on standard output", 2, "no page", {}, "no page");
         row("failure on both", 2, "half a page\n", "no page\n", "no page\n");
-        row("silent failure looks like success but is not said to be one", 2, {}, {}, {});
+        row("failure without a message", 2, {}, {}, {});
     }
 
     void scriptRunsThroughPerl()

@@ -1,6 +1,6 @@
 // From the list of patches to files in the installation: which archives there are, which names are decompressed first,
-// and what real archives, good and broken, become in the hands of the real gunzip and bsdtar. What bsdtar says about a
-// broken one is asked of bsdtar. How the tools are called and heard is the subject of tst_archive_tools.
+// and what the real gunzip and bsdtar make of real archives, good and broken. What bsdtar says about a broken one is
+// asked of bsdtar. How the tools are called, and what becomes of their output, is the subject of tst_archive_tools.
 #include "archive_window.h"
 #include "test.h"
 #include "test_files.h"
@@ -192,8 +192,8 @@ private slots:
             {"p1.tar", {}}, {"p1.tar.gz", {"-z"}}, {"p1.tar.bz2", {"-j"}}, {"p1.tar.Z", {"-Z"}}, {"p1.gz", {"-z"}}};
         for (const auto& [name, compression] : kinds) {
             for (const QString where : {"head", "middle", "end"}) {
-                // The archive tool skips a broken header in its listing and is content; and a file made by compress has
-                // no end of its own, so gunzip makes of a short one a short archive.
+                // The archive tool skips a broken header in its listing and succeeds. A file made by compress has no
+                // end mark, so gunzip turns a short one into a short archive.
                 const bool isFailure = name != "p1.tar" || where != "middle";
                 const bool isDecompressed = name == "p1.tar.Z" && where == "end";
                 row(qPrintable(name + ", " + where), name, compression, where, (isDecompressed ? "p1.tar" : name),

@@ -109,7 +109,7 @@ private slots:
         QCOMPARE(window.logic.getCurrentUrlString(), defaultUrlOf("5.9"));
         QVERIFY(!window.logic.urlIsOverridden());
 
-        // The run went on to its end: an answer to a request is heard.
+        // The run went on to its end: an answer to a request is received.
         const LocalSource source(pageOf({"P1"}));
         window.events.clear();
         QCOMPARE(window.logic.setUrl(source.url()), QString());

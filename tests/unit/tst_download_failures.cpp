@@ -184,7 +184,7 @@ private slots:
         window.record("perl", FakeTool::printing({}, "no page\n", 2));
         window.install();
         QCOMPARE(window.events, (QStringList{START, downloaded("P1.tar"), INSTALL, installed("P1.tar"), logged(PAGE),
-                                             "fail:no page\n", logged(RESTART), "status"}));
+                                             "fail:no page\n", logged(RESTART_NOTICE), "status"}));
         QCOMPARE(window.appliedMarks(), QString("Y"));
     }
 

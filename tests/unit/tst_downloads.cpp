@@ -106,7 +106,7 @@ private slots:
         window.list({"P1.tar"});
         const QStringList before = window.installation.tree();
         window.logic.applyPatches();
-        QCOMPARE(window.events, (QStringList{logged(DRY_DOWNLOAD), logged(PAGE), logged(RESTART)}));
+        QCOMPARE(window.events, (QStringList{logged(DRY_DOWNLOAD), logged(PAGE), logged(RESTART_NOTICE)}));
         QCoreApplication::processEvents(); // a local file would come in at once
         QCOMPARE(window.events.size(), 3);
         QCOMPARE(window.tools.callLines(), QStringList());
@@ -318,10 +318,10 @@ private slots:
         window.tools.addTo(overriding.path("bin"), "bsdtar");
         QCOMPARE(window.initialized, QString());
         window.list({"P1.tar"});
-        // An override forbids to apply, so a reply can only come from elsewhere.
+        // With an override nothing is requested, so a reply can only come from elsewhere.
         window.receiveArchive(new PageReply("one", "http://host.test/5.8/P1.tar"));
         QCOMPARE(window.events,
-                 (QStringList{downloaded("P1.tar"), INSTALL, installed("P1.tar"), logged(RESTART), "status"}));
+                 (QStringList{downloaded("P1.tar"), INSTALL, installed("P1.tar"), logged(RESTART_NOTICE), "status"}));
         QCOMPARE(contentOf(overriding.path("patches/P1.tar")), QByteArray("one"));
         QCOMPARE(window.tools.callLines(), QStringList{"bsdtar|-xvPf|/opt/tavrin/5.8/patches/P1.tar"});
     }

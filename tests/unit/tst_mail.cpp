@@ -1,5 +1,5 @@
-// The mail of a scheduled run: when it is sent, how the mailer is called, and that a mailer that fails is silence while
-// one that succeeds and talks is a complaint. A recorder takes the place of perl.
+// The mail of a scheduled run: when it is sent, how the mailer is called, and that the output of a mailer counts only
+// when it succeeds. A recorder takes the place of perl.
 #include "test.h"
 #include "window_logic.h"
 

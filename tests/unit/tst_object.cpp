@@ -62,7 +62,7 @@ private slots:
     {
         for (const char* slot : {"downloadComplete(QNetworkReply*)", "patchListReceived(QNetworkReply*)"}) {
             const QMetaMethod method = Logic::staticMetaObject.method(Logic::staticMetaObject.indexOfSlot(slot));
-            // Asked for before anything else here registers the type: the slots' own registration is what counts.
+            // Before anything else here registers the type: the registration by the slots is what counts.
             const int type = method.parameterType(0);
             QVERIFY(type != QMetaType::UnknownType);
             QCOMPARE(QMetaType::typeName(type), "QNetworkReply*");
@@ -171,7 +171,7 @@ private slots:
     {
         const WindowLogic window;
         window.logic.informStartTavrin();
-        QCOMPARE(window.events, QStringList{logged(RESTART)});
+        QCOMPARE(window.events, QStringList{logged(RESTART_NOTICE)});
     }
 
     void platformNamesAreThoseOfThePatchSource()

@@ -103,9 +103,9 @@ private slots:
         row("release itself", "/opt/tavrin/5.9/", {}, {});
         row("releases alone", "/opt/tavrin/", {}, {});
         row("longer name", "/opt/tavrinx/5.9/bin/rtexec", {}, {});
-        row("deeper", "/srv/opt/tavrin/5.9/bin/rtexec", {}, {});
-        row("same folder", "/opt/tavrin/./5.9/rtexec", {}, {});
-        row("way out", "/opt/tavrin/../lib/rtexec", {}, {});
+        row("below another folder", "/srv/opt/tavrin/5.9/bin/rtexec", {}, {});
+        row("path with one dot", "/opt/tavrin/./5.9/rtexec", {}, {});
+        row("path with two dots", "/opt/tavrin/../lib/rtexec", {}, {});
         row("empty", "", {}, {});
     }
 

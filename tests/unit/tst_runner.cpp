@@ -1,4 +1,4 @@
-// The one way to other programs: pipeToSystemCommand() with real programs. Why a program could not be started is Qt's
+// How other programs are run: pipeToSystemCommand() with real programs. Why a program could not be started is Qt's
 // text, asked of a QProcess of the test's own. Chains of programs are the subject of tst_runner_chain, the limits of 30
 // seconds that of tst_runner_slow.
 #include "helper_run.h"

@@ -9,7 +9,7 @@
 // What a run signals, step by step.
 inline const QString START = logged(DOWNLOAD);
 inline const QString INSTALL = logged(APPLY);
-inline const QStringList FINISHED{logged(PAGE), logged(PAGE_UPDATED), logged(RESTART), "status"};
+inline const QStringList FINISHED{logged(PAGE), logged(PAGE_UPDATED), logged(RESTART_NOTICE), "status"};
 
 inline QString downloaded(const QString& file)
 {

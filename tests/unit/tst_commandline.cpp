@@ -233,14 +233,6 @@ private slots:
         QCOMPARE(describe(mailed), QStringLiteral("terminal email=kept@host.test release= url="));
     }
 
-    void declaredDefaultsNeverReachTheOptions()
-    {
-        Options options;
-        parse({"-t"}, options);
-        QCOMPARE(options.email, QString());
-        QCOMPARE(options.release, QString());
-    }
-
     void everyTextIsOfferedForTranslation()
     {
         CommandLine line({"-t"});

@@ -10,8 +10,6 @@
 #include <QMetaMethod>
 #include <QNetworkReply>
 
-#include <type_traits>
-
 using Logic = TavrinUpdateBusinessLogic;
 
 class TstObject : public Test
@@ -79,21 +77,6 @@ private slots:
         QVERIFY(logic.parent() == nullptr);
     }
 
-    void newRecordOfOptionsDescribesAVerboseTerminalRun()
-    {
-        Logic::CommandLineOptions options;
-        QVERIFY(!options.apply);
-        QVERIFY(options.terminal);
-        QVERIFY(!options.listUnapplied);
-        QVERIFY(!options.listAll);
-        QVERIFY(options.verbose);
-        QVERIFY(!options.allowWhileRunning);
-        QCOMPARE(options.email, QString());
-        QCOMPARE(options.release, QString());
-        QCOMPARE(options.url, QString());
-        QVERIFY(std::is_copy_assignable<Logic::CommandLineOptions>::value);
-    }
-
     void newObjectIsIdle()
     {
         Logic logic("/usr/bin/tavrin_update");
@@ -109,21 +92,15 @@ private slots:
         QVERIFY(logic.isArchive("a.gzip") && logic.isArchive("a.Z"));
     }
 
-    void usageKeepsItsOddities()
+    void usageKeepsItsOdditiesAndIsTranslatedForTheApplication()
     {
-        Logic logic("tavrin_update");
-        QCOMPARE(logic.getUsageString(), QString("Usage:  tavrin_update [-lLnQtv]] [-m email] [url]"));
-    }
-
-    void usageIsTranslatedForTheApplication()
-    {
+        const QString usage = "Usage:  tavrin_update [-lLnQtv]] [-m email] [url]";
         RecordingTranslator translator(RecordingTranslator::noAnswer);
         QVERIFY(QCoreApplication::installTranslator(&translator));
         Logic logic("tavrin_update");
-        logic.getUsageString();
-        logic.getWindowTitle();
-        QCOMPARE(translator.takeTexts(), inContext("QApplication", {"Usage:  tavrin_update [-lLnQtv]] [-m email] [url]",
-                                                                    "Update Tavrin version ''"}));
+        QCOMPARE(logic.getUsageString(), usage);
+        QCOMPARE(logic.getWindowTitle(), QString("Update Tavrin version ''"));
+        QCOMPARE(translator.takeTexts(), inContext("QApplication", {usage, "Update Tavrin version ''"}));
     }
 
     void fatalErrorInWindowModeOnlySignals()

@@ -53,3 +53,37 @@ QList<UnappliedPatch> patchesOf(int count);
 
 /** The page of applied patches of release 5.9 for empty marker files with these names. */
 QByteArray appliedPage(const QStringList& names);
+
+/** The window's title. */
+inline const QString WINDOW_TITLE = "Update Tavrin version '5.9'";
+
+/** The texts of the update widget's form, in the order in which it looks them up. */
+inline const QStringList FORM_TEXTS{
+    "Running Tavrin Real Time Systems",
+    "Version",
+    "Conflict?",
+    "User Name",
+    "rtexec pid",
+    "Working Directory",
+    "'Apply Patches' button disabled due to conflict with running real-time systems",
+    "override",
+    "Recommended Patches",
+    "From",
+    "Restore Default URL",
+    "Description",
+    "Applied?",
+    "Patch",
+    "No new patches",
+    "Progress",
+    "Apply Patches",
+    "Done",
+};
+
+/** The title above the table of running systems. */
+inline const QString NO_SYSTEMS = "No running Tavrin Real Time Systems detected";
+inline const QString ONE_SYSTEM = "1 running Tavrin Real Time System detected";
+
+/** What the window asks before it applies patches beside a conflicting system. */
+inline const QString CONFLICT_QUESTION =
+    "You are attempting to update Tavrin while a real-time system is running. This is ill-advised as the consequences "
+    "are, in general, unpredictable.\nProceed anyways?";

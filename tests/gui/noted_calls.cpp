@@ -36,6 +36,6 @@ void QMenuBar::setNativeMenuBar(bool nativeMenuBar)
 
 void QWidget::setGeometry(const QRect& rect)
 {
-    notedCalls().geometries << NotedCalls::Geometry{objectName(), rect};
+    notedCalls().geometries.insert(objectName(), rect);
     inLibrary<void (*)(QWidget*, const QRect&)>("_ZN7QWidget11setGeometryERK5QRect")(this, rect);
 }

@@ -2,20 +2,15 @@
 // anyway, and a scroll area replaces the geometry of its contents when it takes them.
 #pragma once
 
+#include <QHash>
 #include <QRect>
 #include <QString>
 #include <QVector>
 
 struct NotedCalls
 {
-    struct Geometry
-    {
-        QString objectName;
-        QRect rect;
-    };
-
     QVector<bool> nativeMenuBar;
-    QVector<Geometry> geometries;
+    QMultiHash<QString, QRect> geometries; // under the object's name
 };
 
 /** What was called since the program began; a test empties it before it looks. */

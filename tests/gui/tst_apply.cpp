@@ -1,59 +1,49 @@
 // Patches applied from the window, whole runs: the log, the marks, the message boxes and what is on the disk
 // afterwards. In the window a failure does not end a run; each is shown and the run goes on.
+#include "expected_texts.h"
 #include "fake_patch_server.h"
-#include "tavrin_update_mainwindow.h"
-#include "window_fixture.h"
+#include "test_files.h"
 #include "window_test.h"
 
 #include <QApplication>
 #include <QDir>
-#include <QPushButton>
+#include <QRegularExpression>
 #include <QSignalSpy>
-#include <QTextEdit>
-#include <QTreeWidget>
 
-#include <memory>
+#include <functional>
+
+using Answer = FakePatchServer::Answer;
+using Sabotage = std::function<void(FakeInstallation&)>;
+
+Q_DECLARE_METATYPE(Sabotage)
 
 namespace {
 
-using Logic = TavrinUpdateBusinessLogic;
-
-/** Writes down the signals of the business logic in their order, one line each. */
-class Recorder : public QObject
+// The terminal's line break is not part of what the log is given.
+QString logged(const QByteArray& line)
 {
-    Q_OBJECT
+    return "log:" + line.chopped(1);
+}
 
-public:
-    explicit Recorder(Logic& logic)
-    {
-        connect(&logic, SIGNAL(appendProgress(QString)), this, SLOT(progress(QString)));
-        connect(&logic, SIGNAL(processFailed(QString)), this, SLOT(failure(QString)));
-        connect(&logic, SIGNAL(updatePatchStatus()), this, SLOT(status()));
-    }
+const QString BEGIN = logged(DOWNLOAD);
+const QString INSTALL = logged(APPLY);
+const QString PAGE_BEGIN = logged(PAGE);
+const QString RESTART = "log:\nYou may restart systems now";
+const QStringList END{PAGE_BEGIN, "log:applied_patches.html updated", RESTART, "status"};
 
-    QStringList lines;
-
-private slots:
-    void progress(const QString& text)
-    {
-        lines << "log: " + text;
-    }
-
-    void failure(const QString& text)
-    {
-        lines << "FAILED: " + text;
-    }
-
-    void status()
-    {
-        lines << "status";
-    }
-};
-
-/** What a run without a failure says about a patch when it is unpacked. */
-QString unpacked(const FakeInstallation& installation, const QString& name)
+QString downloaded(const QString& name)
 {
-    return "log: x " + installation.path("patched/" + name) + "\n";
+    return "log:Downloaded " + name + ".tar";
+}
+
+QString unpacked(const QString& name)
+{
+    return "log:x /opt/tavrin/5.9/patched/" + name + '\n';
+}
+
+QString installed(const QString& name)
+{
+    return "log: ** installed " + name + ".tar\n";
 }
 
 } // namespace
@@ -65,178 +55,147 @@ class TstApply : public WindowTest
 private slots:
     void missingPatchesAreApplied_data()
     {
-        const Rows<bool> row("overHttp");
-        row("from a local source", false);
-        row("over http", true);
+        const Rows<bool, QList<QByteArray>> row("overHttp", "requests");
+        row("from a local source", false, {});
+        row("over http", true, {"/", "/P1.tar", "/P3.tar"});
     }
 
     void missingPatchesAreApplied()
     {
         QFETCH(bool, overHttp);
+        const QStringList names{"P1", "P2", "P3"};
         installation->withPatched("P2");
-        const PatchPage page = pageOf({"P1", "P2", "P3"});
-        LocalSource source(page);
+        LocalSource files(pageOf(names));
         FakePatchServer server;
-        for (const QString& name : QStringList{"P1", "P2", "P3"}) {
-            const QByteArray archive = markArchive(*installation, name);
-            source.withFile(name + ".tar", archive);
-            server.answer('/' + name.toUtf8() + ".tar", FakePatchServer::Answer::body(archive));
+        server.answer("/", Answer::body(pageOf(names).html()));
+        for (const QString& name : names) {
+            files.withFile(name + ".tar", markArchive(name));
+            server.answer('/' + name.toUtf8() + ".tar", Answer::body(markArchive(name)));
         }
-        server.answer("/", FakePatchServer::Answer::body(page.html()));
-        if (overHttp) {
-            // The log of the downloads has the order in which they finish.
-            server.answer("/P3.tar", FakePatchServer::Answer::body(markArchive(*installation, "P3")).after("/P1.tar"));
-        }
-        open(overHttp ? server.url() : source.url());
+        // The log of the downloads has the order in which they finish.
+        server.answer("/P3.tar", Answer::body(markArchive("P3")).after("/P1.tar"));
+        openListOf(overHttp ? server.url() : files.url());
         QCOMPARE(marks(), QStringList({"P1 N", "P2 Y", "P3 N"}));
-        apply();
-        const QStringList expected{
-            "log: Download patch files ...",
-            "log: Downloaded P1.tar",
-            "log: Downloaded P3.tar",
-            "log: \nApply patches to Tavrin installation ...\n",
-            unpacked(*installation, "P1"),
-            "log:  ** installed P1.tar\n",
-            unpacked(*installation, "P3"),
-            "log:  ** installed P3.tar\n",
-            "log: \nUpdate applied_patches.html ...",
-            "log: applied_patches.html updated",
-            "log: \nYou may restart systems now",
-            "status",
-        };
-        QCOMPARE(recorder->lines, expected);
+        clickApply();
+        const QStringList expected = QStringList{BEGIN,          downloaded("P1"), downloaded("P3"), INSTALL,
+                                                 unpacked("P1"), installed("P1"),  unpacked("P3"),   installed("P3")} +
+                                     END;
+        QCOMPARE(recorder->events, expected);
+        QCOMPARE(progress->toPlainText(),
+                 expected.mid(0, expected.count() - 1).replaceInStrings(QRegularExpression("^log:"), "").join('\n'));
         QCOMPARE(marks(), QStringList({"P1 Y", "P2 Y", "P3 Y"}));
-        QVERIFY(!window->findChild<QPushButton*>("applyButton")->isEnabled());
-        QVERIFY(window->findChild<QWidget*>("noUpdatesLabel")->isVisible());
-        QCOMPARE(QDir(installation->path("patched")).entryList(QDir::Files), QStringList({"P1", "P2", "P3"}));
+        QVERIFY(!applyButton->isEnabled());
+        QVERIFY(noUpdates->isVisible());
+        QCOMPARE(QDir(installation->path("patched")).entryList(QDir::Files), names);
         QCOMPARE(QDir(installation->path("patches")).entryList(QDir::Files), QStringList({"P1.tar", "P3.tar"}));
-        QFile html(installation->path("applied_patches.html"));
-        QVERIFY(html.open(QIODevice::ReadOnly));
-        QCOMPARE(html.readAll().count("<dt>"), 3);
-        QStringList logged;
-        for (const QString& line : expected.mid(0, expected.count() - 1)) {
-            logged << line.mid(5);
-        }
-        QCOMPARE(window->findChild<QTextEdit*>()->toPlainText(), logged.join('\n'));
-        if (overHttp) {
-            QCOMPARE(server.requestedPaths(), QList<QByteArray>({"/", "/P1.tar", "/P3.tar"}));
-        }
+        QCOMPARE(contentOf(installation->path("applied_patches.html")), appliedPage(names));
+        QTEST(server.requestedPaths(), "requests");
     }
 
     void failureIsShownAndTheRunGoesOn_data()
     {
-        const Rows<QString, QStringList, QStringList> row("sabotage", "expected", "shown");
+        const Rows<QByteArray, Sabotage, QStringList, QStringList> row("archive", "sabotage", "expected", "shown");
+        const auto nothing = [](FakeInstallation&) {
+        };
+        const auto without = [](const QString& name) {
+            return [name](FakeInstallation& damaged) {
+                damaged.without(name);
+            };
+        };
+        const QByteArray good = markArchive("P1");
         const QString root = "/opt/tavrin/5.9";
-        const QString begin = "log: Download patch files ...";
-        const QString install = "log: \nApply patches to Tavrin installation ...\n";
-        const QString unpack = "log: x " + root + "/patched/P1\n";
-        const QString installed = "log:  ** installed P1.tar\n";
-        const QStringList end{"log: \nUpdate applied_patches.html ...", "log: applied_patches.html updated",
-                              "log: \nYou may restart systems now", "status"};
-        row("nothing", "", QStringList{begin, "log: Downloaded P1.tar", install, unpack, installed} + end, {"P1 Y"});
-        row("archive not at the source", "no archive",
-            QStringList{begin, "FAILED: Download of %1 failed: Error opening %2: No such file or directory\n", install,
-                        installed} +
-                end,
-            {"P1 N"});
-        row("no directory for downloads", "no patches",
-            QStringList{begin, "FAILED: Failed to access patch download directory, " + root + "/patches.",
-                        "log: Downloaded P1.tar", install, unpack, installed} +
-                end,
+        const QStringList unpackedAndInstalled{unpacked("P1"), installed("P1")};
+
+        row("nothing", good, nothing, QStringList{BEGIN, downloaded("P1"), INSTALL} + unpackedAndInstalled + END,
             {"P1 Y"});
-        row("target cannot be opened", "target is a directory",
-            QStringList{begin, "FAILED: Failed to open local patch file, " + root + "/patches/P1.tar"} +
-                QStringList{"log: Downloaded P1.tar", install, installed} + end,
+        row("archive not at the source", {}, nothing,
+            QStringList{BEGIN, "fail:Download of %1 failed: Error opening %2: No such file or directory\n", INSTALL,
+                        installed("P1")} +
+                END,
             {"P1 N"});
-        row("empty archive", "empty archive",
-            QStringList{begin, "FAILED: No data downloaded for patch file, " + root + "/patches/P1.tar",
-                        "log: Downloaded P1.tar", install, installed} +
-                end,
+        row("no directory for downloads", good, without("patches"),
+            QStringList{BEGIN, "fail:Failed to access patch download directory, " + root + "/patches.",
+                        downloaded("P1"), INSTALL} +
+                unpackedAndInstalled + END,
+            {"P1 Y"});
+        row("target cannot be opened", good,
+            [](FakeInstallation& damaged) { QVERIFY(QDir().mkdir(damaged.path("patches/P1.tar"))); },
+            QStringList{BEGIN, "fail:Failed to open local patch file, " + root + "/patches/P1.tar", downloaded("P1"),
+                        INSTALL, installed("P1")} +
+                END,
             {"P1 N"});
-        row("archive tool fails", "no archive tool",
-            QStringList{begin, "log: Downloaded P1.tar", install,
-                        "FAILED: System command '" + root +
-                            "/bin/bsdtar' failed:\n"
-                            "  execvp: No such file or directory",
-                        installed} +
-                end,
+        row("empty archive", "", nothing,
+            QStringList{BEGIN, "fail:No data downloaded for patch file, " + root + "/patches/P1.tar", downloaded("P1"),
+                        INSTALL, installed("P1")} +
+                END,
             {"P1 N"});
-        row("page script fails", "page script fails",
-            {begin, "log: Downloaded P1.tar", install, unpack, installed, "log: \nUpdate applied_patches.html ...",
-             "FAILED: no page today\n", "log: \nYou may restart systems now", "status"},
+        row("archive tool fails", good, without("bin/bsdtar"),
+            QStringList{BEGIN, downloaded("P1"), INSTALL,
+                        "fail:System command '" + root + "/bin/bsdtar' failed:\n  execvp: No such file or directory",
+                        installed("P1")} +
+                END,
+            {"P1 N"});
+        row("page script fails", good,
+            [](FakeInstallation& damaged) {
+                damaged.withFile("bin/ozna_installed_patches", "die \"no page today\\n\";\n");
+            },
+            QStringList{BEGIN, downloaded("P1"), INSTALL} + unpackedAndInstalled +
+                QStringList{PAGE_BEGIN, "fail:no page today\n", RESTART, "status"},
             {"P1 Y"});
     }
 
     void failureIsShownAndTheRunGoesOn()
     {
-        QFETCH(QString, sabotage);
+        QFETCH(QByteArray, archive);
+        QFETCH(Sabotage, sabotage);
         QFETCH(QStringList, expected);
-        LocalSource source(pageOf({"P1"}));
-        if (sabotage != "no archive") {
-            source.withFile("P1.tar", sabotage == "empty archive" ? QByteArray() : markArchive(*installation, "P1"));
+        LocalSource files(pageOf({"P1"}));
+        if (!archive.isNull()) {
+            files.withFile("P1.tar", archive);
         }
-        open(source.url());
-        if (sabotage == "no patches") {
-            installation->without("patches");
-        } else if (sabotage == "target is a directory") {
-            QVERIFY(QDir().mkdir(installation->path("patches/P1.tar")));
-        } else if (sabotage == "no archive tool") {
-            installation->without("bin/bsdtar");
-        } else if (sabotage == "page script fails") {
-            installation->withFile("bin/ozna_installed_patches", "die \"no page today\\n\";\n");
-        }
-        const QStringList failures = expected.filter("FAILED: ");
+        openListOf(files.url());
+        sabotage(*installation);
+        const QStringList failures = expected.filter(QRegularExpression("^fail:"));
         for (int i = 0; i < failures.count(); ++i) {
             dialogs->answer(QMessageBox::Ok);
         }
-        apply();
-        expected.replaceInStrings("%1", source.url() + "P1.tar").replaceInStrings("%2", source.path() + "/P1.tar");
-        QCOMPARE(recorder->lines, expected);
+        clickApply();
+        expected.replaceInStrings("%1", files.url() + "P1.tar").replaceInStrings("%2", files.path() + "/P1.tar");
+        QCOMPARE(recorder->events, expected);
         QTEST(marks(), "shown");
         QCOMPARE(dialogs->dialogs().count(), failures.count());
         for (const DialogAnswerer::Dialog& dialog : dialogs->dialogs()) {
             QCOMPARE(dialog.text, QString("Tavrin Update Warning"));
-            QVERIFY2(expected.contains("FAILED: " + dialog.details), qPrintable(dialog.details));
+            QVERIFY2(expected.contains("fail:" + dialog.details), qPrintable(dialog.details));
         }
     }
 
     void redirectedDownloadIsShown()
     {
         FakePatchServer server;
-        server.answer("/", FakePatchServer::Answer::body(pageOf({"P1", "P2"}).html()));
-        server.answer("/P1.tar", FakePatchServer::Answer::redirect(302, "/elsewhere"));
-        server.answer("/P2.tar", FakePatchServer::Answer::body(markArchive(*installation, "P2")).after("/P1.tar"));
-        open(server.url());
+        server.answer("/", Answer::body(pageOf({"P1", "P2"}).html()));
+        server.answer("/P1.tar", Answer::redirect(302, "/elsewhere"));
+        server.answer("/P2.tar", Answer::body(markArchive("P2")).after("/P1.tar"));
+        openListOf(server.url());
         dialogs->answer(QMessageBox::Ok);
-        apply();
-        const QStringList expected{
-            "log: Download patch files ...",
-            "FAILED: Download request was redirected.\n",
-            "log: Downloaded P2.tar",
-            "log: \nApply patches to Tavrin installation ...\n",
-            "log:  ** installed P1.tar\n",
-            unpacked(*installation, "P2"),
-            "log:  ** installed P2.tar\n",
-            "log: \nUpdate applied_patches.html ...",
-            "log: applied_patches.html updated",
-            "log: \nYou may restart systems now",
-            "status",
-        };
-        QCOMPARE(recorder->lines, expected);
+        clickApply();
+        const QString failure = "Download request was redirected.\n";
+        QCOMPARE(recorder->events, (QStringList{BEGIN, "fail:" + failure, downloaded("P2"), INSTALL, installed("P1"),
+                                                unpacked("P2"), installed("P2")} +
+                                    END));
         QCOMPARE(marks(), QStringList({"P1 N", "P2 Y"}));
         QVERIFY(!server.requestedPaths().contains("/elsewhere"));
-        QCOMPARE(dialogs->dialogs().first().details, QString("Download request was redirected.\n"));
+        QCOMPARE(dialogs->dialogs().first().details, failure);
     }
 
     void listFailureGoesToTheLog()
     {
-        QCOMPARE(initialize(*logic, *installation, "file:///nowhere/"), QString());
-        window = std::make_unique<TavrinUpdateMainWindow>(*logic);
+        initialize();
+        showMainWindow(*logic);
         logic->requestUpdatesList();
-        QTRY_COMPARE(recorder->lines.count(), 1);
-        QCOMPARE(window->findChild<QTextEdit*>()->toPlainText(),
-                 QString("Failed to read patches from\nfile:///nowhere/index.html\n"
-                         "Error opening /nowhere/index.html: No such file or directory\n"));
+        QTRY_COMPARE(recorder->events.count(), 1);
+        QCOMPARE(progress->toPlainText(), QString("Failed to read patches from\nfile:///nowhere/index.html\n"
+                                                  "Error opening /nowhere/index.html: No such file or directory\n"));
         QCOMPARE(dialogs->dialogs().count(), 0);
     }
 
@@ -253,9 +212,9 @@ private slots:
         QFETCH(QByteArray, page);
         QFETCH(QString, message);
         FakePatchServer server;
-        server.answer("/", FakePatchServer::Answer::status(status, page).header("Location", "/elsewhere"));
-        QCOMPARE(initialize(*logic, *installation, server.url()), QString());
-        window = std::make_unique<TavrinUpdateMainWindow>(*logic);
+        server.answer("/", Answer::status(status, page).header("Location", "/elsewhere"));
+        initialize(server.url());
+        showMainWindow(*logic);
         dialogs->answer(QMessageBox::Ok);
         logic->requestUpdatesList();
         QTRY_COMPARE(dialogs->dialogs().count(), 1);
@@ -267,66 +226,36 @@ private slots:
     {
         installation->withPatched("P1");
         FakePatchServer server;
-        server.answer("/", FakePatchServer::Answer::body(pageOf({"P1"}).html()));
-        open(server.url());
-        QVERIFY(!window->findChild<QPushButton*>("applyButton")->isEnabled());
-        QVERIFY(QMetaObject::invokeMethod(window->centralWidget(), "on_applyButton_clicked"));
+        server.answer("/", Answer::body(pageOf({"P1"}).html()));
+        openListOf(server.url());
+        QVERIFY(!applyButton->isEnabled());
+        apply();
         QCoreApplication::processEvents();
-        QCOMPARE(recorder->lines, QStringList{"log: Download patch files ..."});
+        QCOMPARE(recorder->events, QStringList{BEGIN});
         QCOMPARE(server.requestedPaths(), QList<QByteArray>{"/"});
     }
 
 private:
-    void setUp() override
+    // Unpacked, it leaves the mark of the patch in the installation.
+    static QByteArray markArchive(const QString& name)
     {
-        WindowTest::setUp();
-        systems = std::make_unique<OwnRunningSystems>();
-        installation = std::make_unique<FakeInstallation>();
-        installation->withTools();
-        logic = std::make_unique<Logic>("tavrin_update");
-        recorder = std::make_unique<Recorder>(*logic);
+        return archiveOf("/opt/tavrin/5.9/patched/" + name, {});
     }
 
-    void tearDown() override
+    void openListOf(const QString& sourceUrl)
     {
-        window.reset();
-        recorder.reset();
-        logic.reset();
-        installation.reset();
-        systems.reset();
+        initialize(sourceUrl);
+        showMainWindow(*logic);
+        readList();
     }
 
-    void open(const QString& url)
-    {
-        QCOMPARE(initialize(*logic, *installation, url), QString());
-        window = std::make_unique<TavrinUpdateMainWindow>(*logic);
-        window->show();
-        QVERIFY(readList(*logic));
-    }
-
-    void apply()
+    void clickApply()
     {
         QSignalSpy finished(logic.get(), SIGNAL(updatePatchStatus()));
-        auto* button = window->findChild<QPushButton*>("applyButton");
-        QVERIFY(button->isEnabled());
-        QTest::mouseClick(button, Qt::LeftButton);
+        QVERIFY(applyButton->isEnabled());
+        QTest::mouseClick(applyButton, Qt::LeftButton);
         QVERIFY(finished.count() == 1 || finished.wait(20000));
     }
-
-    QStringList marks() const
-    {
-        const auto* tree = window->findChild<QTreeWidget*>();
-        QStringList lines;
-        for (int i = 0; i < tree->topLevelItemCount(); ++i) {
-            lines << tree->topLevelItem(i)->text(0) + ' ' + tree->topLevelItem(i)->text(1);
-        }
-        return lines;
-    }
-    std::unique_ptr<OwnRunningSystems> systems;
-    std::unique_ptr<FakeInstallation> installation;
-    std::unique_ptr<Logic> logic;
-    std::unique_ptr<TavrinUpdateMainWindow> window;
-    std::unique_ptr<Recorder> recorder;
 };
 
 TAVRIN_GUI_TEST_MAIN(TstApply)

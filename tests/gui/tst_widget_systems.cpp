@@ -1,6 +1,7 @@
 // The table of running systems in the update widget, and what follows from it: whether patches may be applied, what the
-// user is asked before, and how the keyboard gets out of a table that is filled anew every second.
-#include "widget_scene.h"
+// user is asked before, and how the keyboard gets out of a table that is filled again every second.
+#include "expected_texts.h"
+#include "recording_translator.h"
 #include "window_test.h"
 
 #include <QApplication>
@@ -14,46 +15,44 @@ class TstWidgetSystems : public WindowTest
 private slots:
     void firstListStartsTheRefresh()
     {
-        scene->open();
-        scene->populate();
-        QVERIFY(scene->timer->isActive());
-        QCOMPARE(scene->timer->interval(), 1000);
-        QVERIFY(!scene->timer->isSingleShot());
-        QCOMPARE(scene->systems.queries(), 1);
-        scene->populate();
-        QCOMPARE(scene->systems.queries(), 2);
+        openWidget();
+        populate();
+        QVERIFY(timer->isActive());
+        QCOMPARE(timer->interval(), 1000);
+        QVERIFY(!timer->isSingleShot());
+        QCOMPARE(systems->queries(), 1);
+        populate();
+        QCOMPARE(systems->queries(), 2);
         // Another list makes no second connection: one tick is one query.
-        QVERIFY(QMetaObject::invokeMethod(scene->timer, "timeout"));
-        QCOMPARE(scene->systems.queries(), 3);
+        QVERIFY(QMetaObject::invokeMethod(timer, "timeout"));
+        QCOMPARE(systems->queries(), 3);
     }
 
     void tableFollowsTheRunningSystems()
     {
-        scene->open();
-        scene->populate();
-        QCOMPARE(scene->table->rowCount(), 0);
-        scene->systems.set(runningSystem("5.7"));
-        QTRY_COMPARE(scene->table->rowCount(), 1);
-        scene->systems.set(QByteArray());
-        QTRY_COMPARE(scene->table->rowCount(), 0);
+        openWidget();
+        populate();
+        QCOMPARE(table->rowCount(), 0);
+        systems->set(runningSystem("5.7"));
+        QTRY_COMPARE(table->rowCount(), 1);
+        systems->set({});
+        QTRY_COMPARE(table->rowCount(), 0);
     }
 
     void runningSystemsAreListed()
     {
-        scene->systems.set(runningSystem("5.7", "alice", "/home/alice/run one", 4711) +
-                           runningSystem("5.9", "bob", "/srv/b\xc3\xa9", -1));
-        scene->open();
-        scene->refreshTable();
-        QCOMPARE(scene->table->rowCount(), 2);
-        QCOMPARE(scene->cells(0), QStringList({"5.7", "No Conflict", "alice", "4711", "/home/alice/run one"}));
-        QCOMPARE(scene->cells(1),
-                 QStringList({"5.9", "**Conflict**", "bob", "-1", QString::fromUtf8("/srv/b\xc3\xa9")}));
+        openWidget();
+        showSystems(runningSystem("5.7", "alice", "/home/alice/run one", 4711) +
+                    runningSystem("5.9", "bob", "/srv/b\xc3\xa9", -1));
+        QCOMPARE(table->rowCount(), 2);
+        QCOMPARE(cells(0), QStringList({"5.7", "No Conflict", "alice", "4711", "/home/alice/run one"}));
+        QCOMPARE(cells(1), QStringList({"5.9", "**Conflict**", "bob", "-1", QString::fromUtf8("/srv/b\xc3\xa9")}));
         for (int column = 0; column < 5; ++column) {
-            QCOMPARE(scene->table->item(0, column)->textAlignment(), int(Qt::AlignVCenter));
-            QCOMPARE(scene->table->horizontalHeader()->sectionResizeMode(column), QHeaderView::ResizeToContents);
+            QCOMPARE(table->item(0, column)->textAlignment(), int(Qt::AlignVCenter));
+            QCOMPARE(table->horizontalHeader()->sectionResizeMode(column), QHeaderView::ResizeToContents);
         }
-        scene->refreshTable();
-        QCOMPARE(scene->table->rowCount(), 2);
+        refreshTable();
+        QCOMPARE(table->rowCount(), 2);
     }
 
     void noRunningSystems_data()
@@ -62,42 +61,52 @@ private slots:
         row("null array, no count", {});
         row("null array with a count", "#null 3\n");
         row("null array with a negative count", "#null -1\n");
-        row("array with a count of zero", "#count 0\n" + runningSystem("5.9"));
-        row("array with a negative count", "#count -1\n" + runningSystem("5.9"));
+        row("array with a count of zero", "#count 0\n" + runningSystem());
+        row("array with a negative count", "#count -1\n" + runningSystem());
     }
 
     void noRunningSystems()
     {
         QFETCH(QByteArray, lines);
-        scene->open();
-        scene->systems.set(runningSystem("5.9"));
-        scene->refreshTable();
-        QCOMPARE(scene->table->rowCount(), 1);
-        scene->systems.set(lines);
-        scene->refreshTable();
-        QCOMPARE(scene->table->rowCount(), 0);
-        QCOMPARE(scene->rtsGroupBox->title(), QString("No running Tavrin Real Time Systems detected"));
+        openWidget();
+        showSystems(runningSystem());
+        QCOMPARE(table->rowCount(), 1);
+        showSystems(lines);
+        QCOMPARE(table->rowCount(), 0);
+        QCOMPARE(rtsGroupBox->title(), NO_SYSTEMS);
         // Safe again: with a patch to apply, the button follows.
-        scene->addPatches({"P1"});
-        scene->logic.determinePatchesApplied();
-        scene->widget->enableApplyButton();
-        QVERIFY(scene->applyButton->isEnabled());
-        QVERIFY(scene->warning->isHidden());
+        addPatches({"P1"});
+        logic->determinePatchesApplied();
+        widget->enableApplyButton();
+        QVERIFY(applyButton->isEnabled());
+        QVERIFY(warning->isHidden());
+    }
+
+    void titleCountsTheRunningSystems_data()
+    {
+        const Rows<int, QString> row("count", "title");
+        row("none", 0, NO_SYSTEMS);
+        row("one", 1, ONE_SYSTEM);
+        row("two", 2, "2 running Tavrin Real Time Systems detected");
+        row("three", 3, "3 running Tavrin Real Time Systems detected");
+        row("fifty", 50, "50 running Tavrin Real Time Systems detected");
     }
 
     void titleCountsTheRunningSystems()
     {
-        scene->open();
-        scene->systems.set(runningSystem("5.7"));
-        scene->refreshTable();
-        QCOMPARE(scene->rtsGroupBox->title(), QString("1 running Tavrin Real Time System detected"));
-        scene->systems.set(runningSystem("5.7") + runningSystem("5.8"));
-        scene->refreshTable();
-        QCOMPARE(scene->rtsGroupBox->title(), QString("2 running Tavrin Real Time Systems detected"));
-        scene->systems.set(runningSystem("5.7").repeated(50));
-        scene->refreshTable();
-        QCOMPARE(scene->rtsGroupBox->title(), QString("50 running Tavrin Real Time Systems detected"));
-        QCOMPARE(scene->table->rowCount(), 50);
+        QFETCH(int, count);
+        QFETCH(QString, title);
+        openWidget();
+        showSystems(runningSystem("5.7"));
+        QCOMPARE(rtsGroupBox->title(), ONE_SYSTEM);
+        showSystems(runningSystem("5.8").repeated(count));
+        QCOMPARE(rtsGroupBox->title(), title);
+        QCOMPARE(table->rowCount(), count);
+
+        RecordingTranslator translator(RecordingTranslator::bracketsIn(""));
+        QVERIFY(QCoreApplication::installTranslator(&translator));
+        refreshTable();
+        QCOMPARE(rtsGroupBox->title(), "QtD_TavrinUpdateMainWindow[" + title + ']');
     }
 
     void conflictIsAnExactMatch_data()
@@ -114,68 +123,47 @@ private slots:
     void conflictIsAnExactMatch()
     {
         QFETCH(QByteArray, version);
-        scene->systems.set(runningSystem(version));
-        scene->open();
-        scene->refreshTable();
-        QTEST(scene->table->item(0, 1)->text(), "expected");
+        openWidget();
+        showSystems(runningSystem(version));
+        QTEST(table->item(0, 1)->text(), "expected");
     }
 
     void firstConflictIsTheCurrentItem()
     {
-        scene->open();
-        scene->systems.set(runningSystem("5.7").repeated(20) + runningSystem("5.9").repeated(2));
-        scene->refreshTable();
-        QCOMPARE(scene->table->item(20, 1)->text(), QString("**Conflict**"));
-        QCOMPARE(scene->table->item(21, 1)->text(), QString("**Conflict**"));
-        QCOMPARE(scene->table->currentItem(), scene->table->item(20, 0));
-        QVERIFY(scene->table->viewport()->rect().contains(scene->table->visualItemRect(scene->table->item(20, 0))));
-        scene->systems.set(runningSystem("5.7"));
-        scene->refreshTable();
-        QCOMPARE(scene->table->currentItem(), static_cast<QTableWidgetItem*>(nullptr));
+        openWidget();
+        showSystems(runningSystem("5.7").repeated(20) + runningSystem().repeated(2));
+        QCOMPARE(table->item(20, 1)->text(), QString("**Conflict**"));
+        QCOMPARE(table->item(21, 1)->text(), QString("**Conflict**"));
+        QCOMPARE(table->currentItem(), table->item(20, 0));
+        QVERIFY(table->viewport()->rect().contains(table->visualItemRect(table->item(20, 0))));
+        showSystems(runningSystem("5.7"));
+        QCOMPARE(table->currentItem(), static_cast<QTableWidgetItem*>(nullptr));
     }
 
     void unterminatedFieldsAreCutAtTheirEnds()
     {
-        scene->systems.set(runningSystem("@fill:v", "@fill:u", "@fill:d", 1));
-        scene->open();
-        scene->refreshTable();
-        QCOMPARE(scene->cells(0),
+        openWidget();
+        showSystems(runningSystem("@fill:v", "@fill:u", "@fill:d", 1));
+        QCOMPARE(cells(0),
                  QStringList({QString(1028, 'v'), "No Conflict", QString(1024, 'u'), "1", QString(4096, 'd')}));
-    }
-
-    void titlesAreTranslatedInTheFormsContext()
-    {
-        scene->open();
-        BracketTranslator translator;
-        QVERIFY(QCoreApplication::installTranslator(&translator));
-        const QString pattern = "QtD_TavrinUpdateMainWindow[%1]";
-        scene->refreshTable();
-        QCOMPARE(scene->rtsGroupBox->title(), pattern.arg("No running Tavrin Real Time Systems detected"));
-        scene->systems.set(runningSystem("5.7"));
-        scene->refreshTable();
-        QCOMPARE(scene->rtsGroupBox->title(), pattern.arg("1 running Tavrin Real Time System detected"));
-        scene->systems.set(runningSystem("5.7").repeated(3));
-        scene->refreshTable();
-        QCOMPARE(scene->rtsGroupBox->title(), pattern.arg("3 running Tavrin Real Time Systems detected"));
-        QVERIFY(QCoreApplication::removeTranslator(&translator));
     }
 
     void refreshLeavesOtherScrollPositionsAlone()
     {
-        scene->open();
+        openWidget();
         for (int i = 0; i < 100; ++i) {
-            scene->addPatches({QString("P%1").arg(i)});
-            emit scene->logic.appendProgress(QString("line %1").arg(i));
+            addPatches({QString("P%1").arg(i)});
+            emit logic->appendProgress(QString("line %1").arg(i));
         }
-        scene->systems.set(runningSystem("5.9").repeated(50));
-        scene->populate();
+        systems->set(runningSystem().repeated(50));
+        populate();
         QCoreApplication::processEvents();
-        scene->tree->verticalScrollBar()->setValue(30);
-        scene->progress->verticalScrollBar()->setValue(17);
-        scene->refreshTable();
+        tree->verticalScrollBar()->setValue(30);
+        progress->verticalScrollBar()->setValue(17);
+        refreshTable();
         QCoreApplication::processEvents();
-        QCOMPARE(scene->tree->verticalScrollBar()->value(), 30);
-        QCOMPARE(scene->progress->verticalScrollBar()->value(), 17);
+        QCOMPARE(tree->verticalScrollBar()->value(), 30);
+        QCOMPARE(progress->verticalScrollBar()->value(), 17);
     }
 
     void applyButtonFollowsItsRule_data()
@@ -195,81 +183,71 @@ private slots:
         QFETCH(bool, needed);
         QFETCH(bool, conflict);
         QFETCH(bool, overridden);
-        scene->installation.withPatched("P1");
-        scene->systems.set(runningSystem(conflict ? "5.9" : "5.8"));
-        scene->open();
-        scene->addPatches({needed ? "P2" : "P1"});
-        scene->logic.determinePatchesApplied();
-        scene->overrideBox->setChecked(overridden);
-        scene->populate();
-        QTEST(scene->applyButton->isEnabled(), "enabled");
-        QTEST(scene->warning->isVisible(), "warned");
-        QCOMPARE(scene->noUpdates->isVisible(), !needed);
+        installation->withPatched("P1");
+        systems->set(runningSystem(conflict ? "5.9" : "5.8"));
+        openWidget();
+        overrideBox->setChecked(overridden);
+        listPatches({needed ? "P2" : "P1"});
+        QTEST(applyButton->isEnabled(), "enabled");
+        QTEST(warning->isVisible(), "warned");
+        QCOMPARE(noUpdates->isVisible(), !needed);
     }
 
     void warningGoesWhenNothingIsNeededAnyMore()
     {
-        scene->systems.set(runningSystem("5.9"));
-        scene->open();
-        scene->addPatches({"P1"});
-        scene->logic.determinePatchesApplied();
-        scene->populate();
-        QVERIFY(scene->warning->isVisible());
-        QVERIFY(scene->noUpdates->isHidden());
+        systems->set(runningSystem());
+        openPatches({"P1"});
+        QVERIFY(warning->isVisible());
+        QVERIFY(noUpdates->isHidden());
 
-        scene->installation.withPatched("P1");
-        scene->logic.determinePatchesApplied();
-        scene->refreshTable();
-        QVERIFY(scene->warning->isHidden());
-        QVERIFY(scene->noUpdates->isVisible());
-        QVERIFY(!scene->applyButton->isEnabled());
+        installation->withPatched("P1");
+        logic->determinePatchesApplied();
+        refreshTable();
+        QVERIFY(warning->isHidden());
+        QVERIFY(noUpdates->isVisible());
+        QVERIFY(!applyButton->isEnabled());
 
-        scene->installation.without("patched/P1");
-        scene->logic.determinePatchesApplied();
-        scene->refreshTable();
-        QVERIFY(scene->warning->isVisible());
-        QVERIFY(scene->noUpdates->isHidden());
+        installation->without("patched/P1");
+        logic->determinePatchesApplied();
+        refreshTable();
+        QVERIFY(warning->isVisible());
+        QVERIFY(noUpdates->isHidden());
     }
 
     void overrideLastsAcrossRefreshes()
     {
-        scene->systems.set(runningSystem("5.9"));
-        scene->open();
-        scene->addPatches({"P1"});
-        scene->logic.determinePatchesApplied();
-        scene->populate();
-        QVERIFY(!scene->applyButton->isEnabled());
-        QTest::mouseClick(scene->overrideBox, Qt::LeftButton);
-        QVERIFY(scene->applyButton->isEnabled());
-        scene->refreshTable();
-        QVERIFY(scene->overrideBox->isChecked());
-        QVERIFY(scene->applyButton->isEnabled());
-        scene->systems.set(QByteArray());
-        scene->refreshTable();
-        QVERIFY(scene->applyButton->isEnabled());
-        QVERIFY(scene->warning->isHidden());
-        scene->systems.set(runningSystem("5.9"));
-        scene->refreshTable();
-        QVERIFY(scene->overrideBox->isChecked());
-        QTest::mouseClick(scene->overrideBox, Qt::LeftButton);
-        QVERIFY(!scene->applyButton->isEnabled());
+        systems->set(runningSystem());
+        openPatches({"P1"});
+        QVERIFY(!applyButton->isEnabled());
+        QTest::mouseClick(overrideBox, Qt::LeftButton);
+        QVERIFY(applyButton->isEnabled());
+        refreshTable();
+        QVERIFY(overrideBox->isChecked());
+        QVERIFY(applyButton->isEnabled());
+        showSystems({});
+        QVERIFY(applyButton->isEnabled());
+        QVERIFY(warning->isHidden());
+        showSystems(runningSystem());
+        QVERIFY(overrideBox->isChecked());
+        QTest::mouseClick(overrideBox, Qt::LeftButton);
+        QVERIFY(!applyButton->isEnabled());
     }
 
     void overrideGreysTheWarning()
     {
-        scene->open();
-        const QPalette before = scene->warningLabel->palette();
-        scene->overrideBox->setChecked(true);
-        const QPalette greyed = scene->warningLabel->palette();
+        openWidget();
+        const QPalette before = warningLabel->palette();
+        overrideBox->setChecked(true);
+        const QPalette greyed = warningLabel->palette();
         for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
             QCOMPARE(greyed.brush(group, QPalette::WindowText), QBrush(Qt::darkGray, Qt::SolidPattern));
             QCOMPARE(greyed.brush(group, QPalette::Window), before.brush(group, QPalette::Window));
         }
-        scene->overrideBox->setChecked(false);
-        QCOMPARE(scene->warningLabel->palette(), before);
-        scene->overrideBox->setTristate(true);
-        scene->overrideBox->setCheckState(Qt::PartiallyChecked);
-        QCOMPARE(scene->warningLabel->palette(), greyed);
+        overrideBox->setChecked(false);
+        QCOMPARE(warningLabel->palette(), before);
+        overrideBox->setTristate(true);
+        overrideBox->setCheckState(Qt::PartiallyChecked);
+        QCOMPARE(warningLabel->palette(), greyed);
     }
 
     void applyAsksWhileAConflictingSystemRuns_data()
@@ -283,165 +261,136 @@ private slots:
     void applyAsksWhileAConflictingSystemRuns()
     {
         QFETCH(int, answer);
-        scene->systems.set(runningSystem("5.9"));
-        scene->open();
-        scene->refreshTable();
-        emit scene->logic.appendProgress("something");
+        openWidget();
+        showSystems(runningSystem());
+        emit logic->appendProgress("something");
         dialogs->answer(QMessageBox::StandardButton(answer));
-        scene->apply();
+        apply();
         QCOMPARE(dialogs->dialogs().count(), 1);
         const DialogAnswerer::Dialog& dialog = dialogs->dialogs().first();
         QCOMPARE(dialog.title, QString("Update Tavrin"));
-        QCOMPARE(dialog.text,
-                 QString("You are attempting to update Tavrin while a real-time system is running. This is "
-                         "ill-advised as the consequences are, in general, unpredictable.\n"
-                         "Proceed anyways?"));
+        QCOMPARE(dialog.text, CONFLICT_QUESTION);
         QCOMPARE(dialog.icon, QMessageBox::Warning);
         QCOMPARE(dialog.buttons, QMessageBox::Yes | QMessageBox::Cancel);
         QVERIFY(!dialog.hasDefaultButton);
-        QCOMPARE(dialog.parent, static_cast<QWidget*>(scene->widget.get()));
-        QTEST(scene->progress->toPlainText(), "progress");
+        QCOMPARE(dialog.parent, static_cast<QWidget*>(widget));
+        QTEST(progress->toPlainText(), "progress");
     }
 
     void applyWithoutConflictAsksNothing()
     {
-        scene->systems.set(runningSystem("5.8"));
-        scene->open();
-        scene->refreshTable();
-        emit scene->logic.appendProgress("something");
-        scene->apply();
-        QCOMPARE(scene->progress->toPlainText(), QString("Download patch files ..."));
+        openWidget();
+        showSystems(runningSystem("5.8"));
+        emit logic->appendProgress("something");
+        apply();
+        QCOMPARE(progress->toPlainText(), QString("Download patch files ..."));
         QCOMPARE(dialogs->dialogs().count(), 0);
     }
 
     void tabKeyLeavesTheTable()
     {
-        scene->systems.set(runningSystem("5.7").repeated(2));
-        scene->open();
-        QVERIFY(QTest::qWaitForWindowActive(scene->widget.get()));
-        scene->refreshTable();
-        scene->table->setFocus(Qt::TabFocusReason);
-        scene->table->setCurrentCell(0, 0);
+        enterTable(runningSystem("5.7").repeated(2));
+        table->setCurrentCell(0, 0);
         for (int i = 1; i < 10; ++i) {
-            QTest::keyClick(scene->table, Qt::Key_Tab);
-            QCOMPARE(scene->table->currentRow() * 5 + scene->table->currentColumn(), i);
-            QVERIFY(scene->table->hasFocus());
+            QTest::keyClick(table, Qt::Key_Tab);
+            QCOMPARE(table->currentRow() * 5 + table->currentColumn(), i);
+            QVERIFY(table->hasFocus());
         }
-        QTest::keyClick(scene->table, Qt::Key_Tab);
-        QVERIFY(!scene->table->hasFocus());
-        QCOMPARE(QApplication::focusWidget()->objectName(), QString("urlLineEdit"));
-        QVERIFY(scene->table->tabKeyNavigation());
+        QTest::keyClick(table, Qt::Key_Tab);
+        QVERIFY(!table->hasFocus());
+        QCOMPARE(QApplication::focusWidget(), static_cast<QWidget*>(url));
+        QVERIFY(table->tabKeyNavigation());
 
-        scene->table->setFocus(Qt::BacktabFocusReason);
-        scene->table->setCurrentCell(0, 1);
-        QTest::keyClick(scene->table, Qt::Key_Backtab);
-        QCOMPARE(scene->table->currentColumn(), 0);
-        QTest::keyClick(scene->table, Qt::Key_Backtab);
-        QCOMPARE(QApplication::focusWidget()->objectName(), QString("doneButton"));
+        table->setFocus(Qt::BacktabFocusReason);
+        table->setCurrentCell(0, 1);
+        QTest::keyClick(table, Qt::Key_Backtab);
+        QCOMPARE(table->currentColumn(), 0);
+        QTest::keyClick(table, Qt::Key_Backtab);
+        QCOMPARE(QApplication::focusWidget(), static_cast<QWidget*>(doneButton));
 
-        scene->systems.set(QByteArray());
-        scene->refreshTable();
-        scene->table->setFocus(Qt::TabFocusReason);
-        QTest::keyClick(scene->table, Qt::Key_Tab);
-        QCOMPARE(QApplication::focusWidget()->objectName(), QString("urlLineEdit"));
+        showSystems({});
+        table->setFocus(Qt::TabFocusReason);
+        QTest::keyClick(table, Qt::Key_Tab);
+        QCOMPARE(QApplication::focusWidget(), static_cast<QWidget*>(url));
     }
 
     void refreshDoesNotTrapTheTabKey()
     {
-        scene->systems.set(runningSystem("5.9"));
-        scene->open();
-        QVERIFY(QTest::qWaitForWindowActive(scene->widget.get()));
-        scene->refreshTable();
-        scene->table->setFocus(Qt::TabFocusReason);
-        QTest::keyClick(scene->table, Qt::Key_Tab);
-        QCOMPARE(scene->table->currentColumn(), 1);
-        scene->refreshTable();
-        QCOMPARE(scene->table->currentColumn(), 0);
-        QTest::keyClick(scene->table, Qt::Key_Tab);
-        QVERIFY(!scene->table->hasFocus());
+        enterTable(runningSystem());
+        pressTabToColumn(1);
+        refreshTable();
+        QCOMPARE(table->currentColumn(), 0);
+        QTest::keyClick(table, Qt::Key_Tab);
+        QVERIFY(!table->hasFocus());
     }
 
-    void tabKeyWalksOnFromACellChosenAnew()
+    void tabKeyWalksOnFromACellChosenAfterARefresh()
     {
-        scene->systems.set(runningSystem("5.9"));
-        scene->open();
-        QVERIFY(QTest::qWaitForWindowActive(scene->widget.get()));
-        scene->refreshTable();
-        scene->table->setFocus(Qt::TabFocusReason);
-        QTest::keyClick(scene->table, Qt::Key_Tab);
-        scene->refreshTable();
-        QTest::keyClick(scene->table, Qt::Key_Right);
-        QCOMPARE(scene->table->currentColumn(), 1);
-        QTest::keyClick(scene->table, Qt::Key_Tab);
-        QVERIFY(scene->table->hasFocus());
-        QCOMPARE(scene->table->currentColumn(), 2);
+        enterTable(runningSystem());
+        pressTabToColumn(1);
+        refreshTable();
+        QTest::keyClick(table, Qt::Key_Right);
+        QCOMPARE(table->currentColumn(), 1);
+        pressTabToColumn(2);
     }
 
     void tabKeyWalksOnWhenTheTableIsEnteredAgain()
     {
-        scene->systems.set(runningSystem("5.9"));
-        scene->open();
-        QVERIFY(QTest::qWaitForWindowActive(scene->widget.get()));
-        scene->refreshTable();
-        scene->table->setFocus(Qt::TabFocusReason);
-        QTest::keyClick(scene->table, Qt::Key_Tab);
-        scene->refreshTable();
-        QTest::mouseClick(scene->url, Qt::LeftButton);
-        QVERIFY(scene->url->hasFocus());
-        scene->table->setFocus(Qt::TabFocusReason);
-        QCOMPARE(scene->table->currentColumn(), 0);
-        QTest::keyClick(scene->table, Qt::Key_Tab);
-        QVERIFY(scene->table->hasFocus());
-        QCOMPARE(scene->table->currentColumn(), 1);
+        enterTable(runningSystem());
+        pressTabToColumn(1);
+        refreshTable();
+        QTest::mouseClick(url, Qt::LeftButton);
+        QVERIFY(url->hasFocus());
+        table->setFocus(Qt::TabFocusReason);
+        QCOMPARE(table->currentColumn(), 0);
+        pressTabToColumn(1);
     }
 
     void tabKeyWalksOnFromAClickedCell()
     {
-        scene->systems.set(runningSystem("5.9"));
-        scene->open();
-        QVERIFY(QTest::qWaitForWindowActive(scene->widget.get()));
-        scene->refreshTable();
-        scene->table->setFocus(Qt::TabFocusReason);
-        QTest::keyClick(scene->table, Qt::Key_Tab);
-        scene->refreshTable();
-        const QRect cell = scene->table->visualItemRect(scene->table->item(0, 2));
-        QTest::mouseClick(scene->table->viewport(), Qt::LeftButton, Qt::NoModifier, cell.center());
-        QCOMPARE(scene->table->currentColumn(), 2);
-        QTest::keyClick(scene->table, Qt::Key_Tab);
-        QVERIFY(scene->table->hasFocus());
-        QCOMPARE(scene->table->currentColumn(), 3);
+        enterTable(runningSystem());
+        pressTabToColumn(1);
+        refreshTable();
+        const QRect cell = table->visualItemRect(table->item(0, 2));
+        QTest::mouseClick(table->viewport(), Qt::LeftButton, Qt::NoModifier, cell.center());
+        QCOMPARE(table->currentColumn(), 2);
+        pressTabToColumn(3);
     }
 
     void tabKeyWithControlIsLeftToTheTable()
     {
-        scene->systems.set(runningSystem("5.7"));
-        scene->open();
-        QVERIFY(QTest::qWaitForWindowActive(scene->widget.get()));
-        scene->refreshTable();
-        scene->table->setFocus(Qt::TabFocusReason);
-        scene->table->setCurrentCell(0, 4);
+        enterTable(runningSystem("5.7"));
+        table->setCurrentCell(0, 4);
         QTableWidget bare(1, 5);
         bare.setCurrentCell(0, 4);
-        for (QTableWidget* table : {&bare, scene->table}) {
-            QTest::keyClick(table, Qt::Key_Tab, Qt::ControlModifier);
+        for (QTableWidget* each : {&bare, table}) {
+            QTest::keyClick(each, Qt::Key_Tab, Qt::ControlModifier);
         }
-        QCOMPARE(scene->table->currentColumn(), bare.currentColumn());
+        QCOMPARE(table->currentColumn(), bare.currentColumn());
         QVERIFY(bare.currentColumn() != 4);
     }
 
 private:
-    void setUp() override
+    void showSystems(const QByteArray& lines)
     {
-        WindowTest::setUp();
-        scene = std::make_unique<Scene>();
+        systems->set(lines);
+        refreshTable();
     }
 
-    void tearDown() override
+    void enterTable(const QByteArray& lines)
     {
-        scene.reset();
+        openWidget();
+        QVERIFY(QTest::qWaitForWindowActive(widget));
+        showSystems(lines);
+        table->setFocus(Qt::TabFocusReason);
     }
 
-    std::unique_ptr<Scene> scene;
+    void pressTabToColumn(int column)
+    {
+        QTest::keyClick(table, Qt::Key_Tab);
+        QVERIFY(table->hasFocus());
+        QCOMPARE(table->currentColumn(), column);
+    }
 };
 
 TAVRIN_GUI_TEST_MAIN(TstWidgetSystems)

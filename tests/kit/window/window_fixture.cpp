@@ -1,11 +1,8 @@
-// The scene of a window test. A step that fails ends the test program: it is no result of a test.
+// The settings of this process are as before when the objects are gone.
 #include "window_fixture.h"
-
-#include "pidrtsys.h"
 
 #include <QFile>
 #include <QNetworkProxy>
-#include <QSignalSpy>
 
 OwnRunningSystems::OwnRunningSystems()
 {
@@ -29,11 +26,6 @@ int OwnRunningSystems::queries() const
     return systems.queries();
 }
 
-QByteArray markArchive(const FakeInstallation& installation, const QString& name)
-{
-    return archiveOf(installation.path("patched/" + name), name.toUtf8());
-}
-
 TavrinUpdateBusinessLogic::CommandLineOptions windowOptions(const QString& url)
 {
     TavrinUpdateBusinessLogic::CommandLineOptions options;
@@ -45,19 +37,6 @@ TavrinUpdateBusinessLogic::CommandLineOptions windowOptions(const QString& url)
     return options;
 }
 
-QString initialize(TavrinUpdateBusinessLogic& logic, const FakeInstallation& installation, const QString& url)
-{
-    qputenv("TAVRIN", QFile::encodeName(installation.path()));
-    return logic.initialize(windowOptions(url));
-}
-
-bool readList(TavrinUpdateBusinessLogic& logic)
-{
-    QSignalSpy ready(&logic, SIGNAL(patchListReady()));
-    logic.requestUpdatesList();
-    return ready.wait();
-}
-
 RequestsToLoopback::RequestsToLoopback(quint16 port)
 {
     QNetworkProxy::setApplicationProxy(QNetworkProxy(QNetworkProxy::HttpProxy, "127.0.0.1", port));
@@ -66,12 +45,4 @@ RequestsToLoopback::RequestsToLoopback(quint16 port)
 RequestsToLoopback::~RequestsToLoopback()
 {
     QNetworkProxy::setApplicationProxy(QNetworkProxy(QNetworkProxy::NoProxy));
-}
-
-QString wrongLibraryComplaint()
-{
-    const OwnRunningSystems systems;
-    systems.set("#null 12345\n");
-    Pidrtsys* records = nullptr;
-    return pidrtsys(&records) == 12345 ? QString() : QStringLiteral("this is not the fake library's pidrtsys()");
 }

@@ -8,75 +8,75 @@
 #include "program_run.h"
 #include "recording_translator.h"
 #include "test.h"
-#include "test_files.h"
 
 #include <functional>
+
+using Answer = FakePatchServer::Answer;
 
 namespace {
 
 // A release 5.9 beside a 5.8, and a local source whose one patch P1 is missing and can be installed.
-struct World
+struct InstallableRelease
 {
-    World()
+    InstallableRelease()
     {
         installation.withTools();
-        page(PatchPage().entry("P1", "1 May", "text", "P1.tar"));
-        archive("P1.tar", archiveOf(installation.path("patched/P1"), "text"));
+        source.withFile("P1.tar", markArchive());
         program.tavrin(installation.path()).input("y\n").recordTexts();
     }
 
-    void page(const PatchPage& listed)
+    QByteArray markArchive() const
     {
-        listed.writeTo(source.path());
+        return archiveOf(installation.path("patched/P1"), "text");
     }
 
-    void page(const QByteArray& html)
+    void setPage(const QByteArray& html)
     {
-        writeTestFile(source.filePath("index.html"), html);
+        source.withFile("index.html", html);
     }
 
-    void archive(const QString& name, const QByteArray& content)
+    void setEntry(const QString& markup)
     {
-        writeTestFile(source.filePath(name), content);
+        setPage(PatchPage().markup(markup).html());
     }
 
     // The list then offers P1 in another archive.
-    void onlyArchive(const QString& name, const QByteArray& content)
+    void setArchive(const QString& name, const QByteArray& content)
     {
-        page(PatchPage().entry("P1", "1 May", "text", name));
-        archive(name, content);
+        setPage(PatchPage().entry("P1", "1 May", "text", name).html());
+        source.withFile(name, content);
     }
 
-    // Running beside the program.
-    void system(const QByteArray& version)
-    {
-        program.runningSystems(version + "\tuser\t/home/user\t4711\n");
-    }
-
-    void tool(const QString& name, const QByteArray& script, bool readsInput = false)
+    void addTool(const QString& name, const QByteArray& script = QByteArray())
     {
         FakeTool fake;
         fake.script = script;
-        fake.readsInput = readsInput;
+        fake.readsInput = script.isEmpty();
         tools.add(name, fake);
         program.path(tools.pathDirectory() + ":/usr/bin:/bin");
     }
 
+    // Has the server answer and be the source.
+    void serve(const QByteArray& path, const Answer& answer)
+    {
+        server.answer(path, answer);
+        url = server.url();
+    }
+
     FakeInstallation installation;
     FakeInstallation beside{"5.8"};
-    QTemporaryDir source;
+    LocalSource source{PatchPage().entry("P1", "1 May", "text", "P1.tar")};
     FakePatchServer server;
     FakeTools tools;
     Program program;
-    QString url = "file://" + source.path();
+    QString url = source.url();
 };
 
-using Preparation = std::function<void(World&)>;
+using Release = InstallableRelease;
+using Preparation = std::function<void(Release&)>;
 
-void asItIs(World& world)
-{
-    Q_UNUSED(world)
-}
+const Preparation AS_IT_IS([](Release&) {});
+const Preparation BESIDE_A_SYSTEM([](Release& r) { r.program.runningSystems(runningSystem()); });
 
 // What every run looks up for its command line.
 const QStringList COMMAND_LINE =
@@ -86,21 +86,23 @@ const QStringList COMMAND_LINE =
                "List but do not apply patches", "Be more verbose", "Allow updates when system is running",
                "Send list of unapplied patchesto email address", "For testing only - override release to patch."});
 
+const QString NO_TAVRIN = "\nTAVRIN environment variable is not set.\n";
 const QStringList REPORT{" Tavrin Release ", "Not Installed"};
-const QStringList CHECK{"Check for running real time systems ..."};
-const QStringList NO_CONFLICT =
-    REPORT + CHECK + QStringList{"No running Tavrin Real Time System of version '%1' detected."};
+const QStringList CHECK = REPORT + QStringList{"Check for running real time systems ..."};
+const QStringList NO_CONFLICT = CHECK + QStringList{"No running Tavrin Real Time System of version '%1' detected."};
 const QStringList CONFLICT =
-    REPORT + CHECK + QStringList{"WARNING: A running Tavrin Real Time System of version '%1' was detected.\n"};
+    CHECK + QStringList{"WARNING: A running Tavrin Real Time System of version '%1' was detected.\n"};
 const QString MUST_STOP = "You must stop any instances of Tavrin before applying patches.\n";
 const QStringList ASKED = NO_CONFLICT + QStringList{"\nDo you wish to download and install these patches [y|n]?"};
 const QStringList DOWNLOAD = ASKED + QStringList{"Download patch files ...\n"};
-const QStringList APPLY = DOWNLOAD + QStringList{"Downloaded %1\n", "\nApply patches to Tavrin installation ...\n\n"};
-const QStringList INSTALLED{" ** installed %1\n\n"};
+const QStringList FROM_DOWNLOAD{"Download patch files ...\n", "Downloaded %1\n",
+                                "\nApply patches to Tavrin installation ...\n\n"};
 const QString RESTART = "\nYou may restart systems now\n";
-const QStringList FINISH{"\nUpdate %1 ...\n", "%1 updated\n", RESTART};
-const QStringList DRY_STEPS{"Download and install patch files ...\n", "\nUpdate %1 ...\n", RESTART};
-const QString STEPS_HEADING = "Steps that would be taken are:\n\n";
+const QStringList INSTALLED =
+    ASKED + FROM_DOWNLOAD + QStringList{" ** installed %1\n\n", "\nUpdate %1 ...\n", "%1 updated\n", RESTART};
+const QStringList DRY_STEPS{"Steps that would be taken are:\n\n", "Download and install patch files ...\n",
+                            "\nUpdate %1 ...\n", RESTART};
+const QStringList DRY_RUN = NO_CONFLICT + DRY_STEPS;
 const QString FETCH_FAILED = "Failed to read patches from\n%1\n%2\n";
 const QString EXECUTING = "Executing system command: %1 ";
 const QStringList MAILED =
@@ -118,158 +120,123 @@ class TstTranslations : public Test
 private slots:
     void everyTextOfATerminalRunIsTranslated_data()
     {
-        QTest::addColumn<Preparation>("prepare");
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<QStringList>("texts");
-        const auto row = [](const char* name, const Preparation& prepare, const QStringList& arguments,
-                            const QStringList& texts) {
-            QTest::newRow(name) << prepare << QStringList("-t") + arguments << texts;
-        };
+        const Rows<QStringList, QStringList, Preparation> row("options", "texts", "prepare");
 
-        row("command line not understood", asItIs, {"-x"}, {});
+        row("command line not understood", {"-x"}, {}, AS_IT_IS);
 
-        row("TAVRIN unset", [](World& w) { w.program.unset("TAVRIN"); }, {},
-            {"\nTAVRIN environment variable is not set.\n"});
-        row("installation missing", [](World& w) { w.program.tavrin("/opt/tavrin/6.0"); }, {},
-            {"TAVRIN directory is invalid\n%1\n"});
-        row("installation elsewhere", [](World& w) { w.program.tavrin(w.source.path()); }, {},
+        row("TAVRIN unset", {}, {NO_TAVRIN}, [](Release& r) { r.program.unset("TAVRIN"); });
+        row("installation missing", {}, {"TAVRIN directory is invalid\n%1\n"},
+            [](Release& r) { r.program.tavrin("/opt/tavrin/6.0"); });
+        row("installation elsewhere", {},
             {"tavrin_update cannot install patches for TAVRIN in non-standard location\n'%1'\n"
-             "You must copy and install by hand"});
-        row("installation not writable", [](World& w) { w.installation.withMode("lib", 0555); }, {},
-            {"To apply patches you must have write access to the TAVRIN directories\n(%1)\n"});
-        row("override missing", asItIs, {"-r", "6.0"},
-            {"TAVRIN directory is invalid\n\n'%1'\t(with release override of '%2')"});
-        row("override", asItIs, {"-r", "5.8"},
-            NO_CONFLICT + DRY_STEPS +
-                QStringList{"*** WARNING: Your environment is for Tavrin release '%1',\n"
-                            "but you are running tavrin_update with a release override of '%2'.\n"
-                            "Patches will be listed but not applied.",
-                            "overridden to ", STEPS_HEADING});
-        row("URL not valid", [](World& w) { w.url = "http://[/"; }, {}, {"Url '%1' is invalid.\n%2"});
+             "You must copy and install by hand"},
+            [](Release& r) { r.program.tavrin(r.source.path()); });
+        row("installation not writable", {},
+            {"To apply patches you must have write access to the TAVRIN directories\n(%1)\n"},
+            [](Release& r) { r.installation.withMode("lib", 0555); });
+        row("override missing", {"-r", "6.0"}, {"TAVRIN directory is invalid\n\n'%1'\t(with release override of '%2')"},
+            AS_IT_IS);
+        row("override", {"-r", "5.8"},
+            DRY_RUN + QStringList{"*** WARNING: Your environment is for Tavrin release '%1',\n"
+                                  "but you are running tavrin_update with a release override of '%2'.\n"
+                                  "Patches will be listed but not applied.",
+                                  "overridden to "},
+            AS_IT_IS);
+        row("URL not valid", {}, {"Url '%1' is invalid.\n%2"}, [](Release& r) { r.url = "http://[/"; });
 
-        row("source missing", [](World& w) { w.url = "file:///nowhere/"; }, {}, {FETCH_FAILED});
-        row("scheme unknown", [](World& w) { w.url = "gopher://host.test/"; }, {},
-            {FETCH_FAILED, "Begin your URL with 'http://' or, for local files, 'file:///'."});
-        row("list redirected",
-            [](World& w) {
-                w.server.answer("/", FakePatchServer::Answer::redirect(302, "/other/"));
-                w.url = w.server.url();
-            },
-            {}, {"Request was redirected.\n"});
-        row("page broken before its list", [](World& w) { w.page("<ul>"); }, {},
-            {"Failed to find list of patches in page source at %1:\n%2\n", "\nExiting"});
-        row("page without a list", [](World& w) { w.page("<ul></ul>"); }, {},
-            {"Failed to find list of patches in page source at %1", "\nExiting"});
-        row("entry without a name", [](World& w) { w.page(PatchPage().markup("<blockquote>text</blockquote>")); }, {},
-            {"Error obtaining patch name for patch ", "\nExiting"});
-        row("entry without an archive",
-            [](World& w) { w.page(PatchPage().markup("<li>P1 1 May</li><blockquote>text</blockquote>")); }, {},
-            {"Error obtaining tar file name for patch ", "\nExiting"});
+        row("source missing", {}, {FETCH_FAILED}, [](Release& r) { r.url = "file:///nowhere/"; });
+        row("scheme unknown", {}, {FETCH_FAILED, "Begin your URL with 'http://' or, for local files, 'file:///'."},
+            [](Release& r) { r.url = "gopher://host.test/"; });
+        row("list redirected", {}, {"Request was redirected.\n"},
+            [](Release& r) { r.serve("/", Answer::redirect(302, "/other/")); });
+        row("page broken before its list", {},
+            {"Failed to find list of patches in page source at %1:\n%2\n", "\nExiting"},
+            [](Release& r) { r.setPage("<ul>"); });
+        row("page without a list", {}, {"Failed to find list of patches in page source at %1", "\nExiting"},
+            [](Release& r) { r.setPage("<ul></ul>"); });
+        row("entry without a name", {}, {"Error obtaining patch name for patch ", "\nExiting"},
+            [](Release& r) { r.setEntry("<blockquote>text</blockquote>"); });
+        row("entry without an archive", {}, {"Error obtaining tar file name for patch ", "\nExiting"},
+            [](Release& r) { r.setEntry("<li>P1 1 May</li><blockquote>text</blockquote>"); });
 
-        row("list", asItIs, {"-l"}, REPORT);
-        row("list of all", asItIs, {"-L"}, REPORT);
-        row(
-            "nothing missing", [](World& w) { w.installation.withPatched("P1"); }, {},
-            REPORT + QStringList{"No new patches"});
-        row("installation of no release",
-            [](World& w) {
-                QVERIFY(QFile::link(w.installation.path(), w.beside.path("dev")));
-                w.program.tavrin(w.beside.path("dev"));
-            },
-            {"-l"}, {" Tavrin Unreleased ", "Not Installed"});
-        row(
-            "mail", [](World& w) { w.tool("perl", "", true); }, {"-m", "root@host.test"}, MAILED);
-        row(
-            "mail, verbose", [](World& w) { w.tool("perl", "", true); }, {"-v", "-m", "root@host.test"},
-            MAILED + QStringList{EXECUTING});
-        row(
-            "mail that cannot be sent", [](World& w) { w.program.path("/nowhere"); }, {"-m", "root@host.test"},
-            MAILED + QStringList{"Failed to start system command: %1"});
+        row("list", {"-l"}, REPORT, AS_IT_IS);
+        row("list of all", {"-L"}, REPORT, AS_IT_IS);
+        row("nothing missing", {}, REPORT + QStringList{"No new patches"},
+            [](Release& r) { r.installation.withPatched("P1"); });
+        row("installation of no release", {"-l"}, {" Tavrin Unreleased ", "Not Installed"}, [](Release& r) {
+            QVERIFY(QFile::link(r.installation.path(), r.beside.path("dev")));
+            r.program.tavrin(r.beside.path("dev"));
+        });
+        row("mail", {"-m", "root@host.test"}, MAILED, [](Release& r) { r.addTool("perl"); });
+        row("mail, verbose", {"-v", "-m", "root@host.test"}, MAILED + QStringList{EXECUTING},
+            [](Release& r) { r.addTool("perl"); });
+        row("mail that cannot be sent", {"-m", "root@host.test"},
+            MAILED + QStringList{"Failed to start system command: %1"}, [](Release& r) { r.program.path("/nowhere"); });
 
-        row("dry run", asItIs, {"-n"}, NO_CONFLICT + DRY_STEPS + QStringList{STEPS_HEADING});
-        row(
-            "dry run beside a system", [](World& w) { w.system("5.9"); }, {"-n"},
-            CONFLICT + DRY_STEPS +
-                QStringList{STEPS_HEADING, MUST_STOP, "Continuing to show proposed course of action ...\n\n"});
-        row(
-            "run beside a system", [](World& w) { w.system("5.9"); }, {},
-            CONFLICT + QStringList{MUST_STOP, "\nExiting"});
-        row(
-            "-Q beside a system",
-            [](World& w) {
-                w.system("5.9");
-                w.installation.without("bin/bsdtar");
-            },
-            {"-Q"},
-            CONFLICT + QStringList{"-Q option: continuing ...\n\n", "Download patch files ...\n", "Downloaded %1\n",
-                                   "\nApply patches to Tavrin installation ...\n\n", "System command '%1' failed:\n"});
-        row(
-            "answer no", [](World& w) { w.program.input("n\n"); }, {}, ASKED + QStringList{"\nExiting"});
-        row(
-            "answer not understood", [](World& w) { w.program.input("what?\nn\n"); }, {},
-            ASKED + QStringList{"Please enter 'y' if you wish to proceed, or 'n' if you wish to quit.", "\nExiting"});
+        row("dry run", {"-n"}, DRY_RUN, AS_IT_IS);
+        row("dry run beside a system", {"-n"},
+            CONFLICT + DRY_STEPS + QStringList{MUST_STOP, "Continuing to show proposed course of action ...\n\n"},
+            BESIDE_A_SYSTEM);
+        row("run beside a system", {}, CONFLICT + QStringList{MUST_STOP, "\nExiting"}, BESIDE_A_SYSTEM);
+        row("-Q beside a system", {"-Q"},
+            CONFLICT + QStringList{"-Q option: continuing ...\n\n"} + FROM_DOWNLOAD +
+                QStringList{"System command '%1' failed:\n"},
+            [](Release& r) {
+                BESIDE_A_SYSTEM(r);
+                r.installation.without("bin/bsdtar");
+            });
+        row("answer no", {}, ASKED + QStringList{"\nExiting"}, [](Release& r) { r.program.input("n\n"); });
+        row("answer not understood", {},
+            ASKED + QStringList{"Please enter 'y' if you wish to proceed, or 'n' if you wish to quit.", "\nExiting"},
+            [](Release& r) { r.program.input("what?\nn\n"); });
 
-        row("installation", asItIs, {}, APPLY + INSTALLED + FINISH);
-        row(
-            "installation, verbose, with a decompressor that refuses",
-            [](World& w) { w.onlyArchive("P1.tar.bz2", archiveOf(w.installation.path("patched/P1"), "text")); }, {"-v"},
-            APPLY + INSTALLED + FINISH + QStringList{EXECUTING, "Continuing...\n", EXECUTING, EXECUTING});
-        row(
-            "archive that goes when decompressed",
-            [](World& w) {
-                w.onlyArchive("P1.tar.gz", "text");
-                w.tool("gunzip", "/bin/rm \"$1\"");
-            },
-            {}, APPLY + QStringList{"Failed to decompress file %1"});
-        row(
-            "archive of another name",
-            [](World& w) { w.onlyArchive("other.tar", archiveOf(w.installation.path("patched/P1"), "text")); }, {},
-            APPLY + INSTALLED + FINISH + QStringList{"Internal error: Failed to mark update %1 applied."});
-        row(
-            "download missing", [](World& w) { QVERIFY(QFile::remove(w.source.filePath("P1.tar"))); }, {},
-            DOWNLOAD + QStringList{"Download of %1 failed: %2\n"});
-        row(
-            "download redirected",
-            [](World& w) {
-                w.server.answer("/", FakePatchServer::Answer::body(PatchPage().entry("P1", "1 May", "text").html()));
-                w.server.answer("/P1.tar.gz", FakePatchServer::Answer::redirect(302, "/other/"));
-                w.url = w.server.url();
-            },
-            {}, DOWNLOAD + QStringList{"Download request was redirected.\n"});
-        row(
-            "no directory for downloads", [](World& w) { w.installation.without("patches").withFile("patches"); }, {},
-            DOWNLOAD + QStringList{"Failed to access patch download directory, %1/patches."});
-        row(
-            "directory in the download's place", [](World& w) { w.installation.withFile("patches/P1.tar/file"); }, {},
-            DOWNLOAD + QStringList{"Failed to open local patch file, %1"});
-        row(
-            "empty download", [](World& w) { w.archive("P1.tar", QByteArray()); }, {},
-            DOWNLOAD + QStringList{"No data downloaded for patch file, %1"});
+        row("installation", {}, INSTALLED, AS_IT_IS);
+        row("installation, verbose, with a decompressor that refuses", {"-v"},
+            INSTALLED + QStringList{EXECUTING, "Continuing...\n", EXECUTING, EXECUTING},
+            [](Release& r) { r.setArchive("P1.tar.bz2", r.markArchive()); });
+        row("archive that goes when decompressed", {},
+            ASKED + FROM_DOWNLOAD + QStringList{"Failed to decompress file %1"}, [](Release& r) {
+                r.setArchive("P1.tar.gz", "text");
+                r.addTool("gunzip", "/bin/rm \"$1\"");
+            });
+        row("archive of another name", {}, INSTALLED + QStringList{"Internal error: Failed to mark update %1 applied."},
+            [](Release& r) { r.setArchive("other.tar", r.markArchive()); });
+        row("download missing", {}, DOWNLOAD + QStringList{"Download of %1 failed: %2\n"},
+            [](Release& r) { QVERIFY(QFile::remove(r.source.path() + "/P1.tar")); });
+        row("download redirected", {}, DOWNLOAD + QStringList{"Download request was redirected.\n"}, [](Release& r) {
+            r.serve("/", Answer::body(pageOf({"P1"}).html()));
+            r.serve("/P1.tar", Answer::redirect(302, "/other/"));
+        });
+        row("no directory for downloads", {},
+            DOWNLOAD + QStringList{"Failed to access patch download directory, %1/patches."},
+            [](Release& r) { r.installation.without("patches").withFile("patches"); });
+        row("directory in the download's place", {}, DOWNLOAD + QStringList{"Failed to open local patch file, %1"},
+            [](Release& r) { r.installation.withFile("patches/P1.tar/file"); });
+        row("empty download", {}, DOWNLOAD + QStringList{"No data downloaded for patch file, %1"},
+            [](Release& r) { r.source.withFile("P1.tar", {}); });
     }
 
     void everyTextOfATerminalRunIsTranslated()
     {
         QFETCH(Preparation, prepare);
-        QFETCH(QStringList, arguments);
+        QFETCH(QStringList, options);
         QFETCH(QStringList, texts);
-        World world;
-        prepare(world);
-        const ProgramRun run = world.program.run(arguments + QStringList{world.url});
+        InstallableRelease release;
+        prepare(release);
+        const ProgramRun run = release.program.run(QStringList{"-t"} + options + QStringList{release.url});
         QVERIFY2(!run.crashed && !run.timedOut, describe(run));
-        const QString complaint =
-            textsComplaint(COMMAND_LINE + inContext("TavrinUpdateBusinessLogic", texts), world.program.recordedTexts());
-        QVERIFY2(complaint.isEmpty(), qUtf8Printable(complaint + describe(run)));
+        const QStringList expected = COMMAND_LINE + inContext("TavrinUpdateBusinessLogic", texts);
+        const QString differences = textsComplaint(expected, release.program.recordedTexts());
+        QVERIFY2(differences.isEmpty(), qUtf8Printable(differences + describe(run)));
     }
 
     void translatedTextIsShown()
     {
-        World world;
-        world.program.unset("TAVRIN");
-        const QString text = "\nTAVRIN environment variable is not set.\n";
-        compareRun(world.program.run({"-t"}), 1, QByteArray(), RecordingTranslator::answerTo(text).toUtf8() + "\n");
+        InstallableRelease release;
+        release.program.unset("TAVRIN");
+        compareRun(release.program.run({"-t"}), 1, {}, RecordingTranslator::answerTo(NO_TAVRIN).toUtf8() + '\n');
     }
 };
 
 TAVRIN_TEST_MAIN(TstTranslations)
-
 #include "tst_translations.moc"

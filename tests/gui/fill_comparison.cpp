@@ -3,6 +3,7 @@
 #include "fill_comparison.h"
 
 #include <QCoreApplication>
+#include <QDebug>
 #include <QHeaderView>
 #include <QLabel>
 #include <QScrollBar>
@@ -13,15 +14,8 @@ namespace {
 QString descriptionOf(int number, Descriptions descriptions)
 {
     const QString sentence = QStringLiteral("Corrects a fault in the conversion of records.\n  ");
-    switch (descriptions) {
-    case Descriptions::Short:
-        return sentence;
-    case Descriptions::Medium:
-        return sentence.repeated(4);
-    case Descriptions::Mixed:
-        break;
-    }
-    return sentence.repeated(1 + number % 12);
+    const int sentences[] = {1, 4, 1 + number % 12}; // short, medium, mixed
+    return sentence.repeated(sentences[static_cast<int>(descriptions)]);
 }
 
 QTreeWidget* newPlainTree(QWidget* parent)
@@ -38,55 +32,39 @@ QTreeWidget* newPlainTree(QWidget* parent)
     return tree;
 }
 
-QString text(const QRect& rect)
+template <typename... Values>
+QString line(const Values&... values)
 {
-    return QStringLiteral("%1,%2 %3x%4").arg(rect.x()).arg(rect.y()).arg(rect.width()).arg(rect.height());
+    QString text;
+    QDebug stream(&text);
+    (stream << ... << values);
+    return text;
 }
 
 QString describe(const QScrollBar* bar)
 {
-    return QStringLiteral("bar visible %1 value %2 of %3..%4 page %5 step %6 at %7")
-        .arg(bar->isVisible())
-        .arg(bar->value())
-        .arg(bar->minimum())
-        .arg(bar->maximum())
-        .arg(bar->pageStep())
-        .arg(bar->singleStep())
-        .arg(text(bar->geometry()));
+    return line("bar visible", bar->isVisible(), "value", bar->value(), "of", bar->minimum(), bar->maximum(), "page",
+                bar->pageStep(), "step", bar->singleStep(), "at", bar->geometry());
 }
 
-/** All that can be seen of the tree. */
+// All that can be seen of the tree.
 QStringList describe(QTreeWidget* tree)
 {
-    QStringList lines;
-    lines << QStringLiteral("policy %1 viewport %2 tree %3")
-                 .arg(tree->verticalScrollBarPolicy())
-                 .arg(text(tree->viewport()->geometry()), text(tree->geometry()));
-    lines << describe(tree->verticalScrollBar()) << describe(tree->horizontalScrollBar());
-    lines << QStringLiteral("columns %1 %2 %3")
-                 .arg(tree->columnWidth(0))
-                 .arg(tree->columnWidth(1))
-                 .arg(tree->columnWidth(2));
+    QStringList lines{
+        line("policy", tree->verticalScrollBarPolicy(), "viewport", tree->viewport()->geometry(), "tree",
+             tree->geometry()),
+        describe(tree->verticalScrollBar()),
+        describe(tree->horizontalScrollBar()),
+        line("columns", tree->columnWidth(0), tree->columnWidth(1), tree->columnWidth(2)),
+    };
     for (int i = 0; i < tree->topLevelItemCount(); ++i) {
         QTreeWidgetItem* item = tree->topLevelItem(i);
         const auto* label = qobject_cast<QLabel*>(tree->itemWidget(item, 2));
-        const bool isCurrent = tree->currentItem() == item;
-        const QMargins margins = label->contentsMargins();
-        lines << QStringLiteral("flags %1 current %2 format %3 wrap %4 in viewport %5 margins %6 %7 %8")
-                     .arg(int(item->flags()))
-                     .arg(isCurrent)
-                     .arg(label->textFormat())
-                     .arg(label->wordWrap())
-                     .arg(label->parentWidget() == tree->viewport())
-                     .arg(margins.left())
-                     .arg(margins.right())
-                     .arg(margins.bottom());
-        lines << QStringLiteral("%1|%2|%3, type %4, label '%5' at %6 visible %7, margins %8")
-                     .arg(item->text(0), item->text(1), item->text(2))
-                     .arg(item->type())
-                     .arg(label->text(), text(label->geometry()))
-                     .arg(label->isVisible())
-                     .arg(label->contentsMargins().top());
+        lines << line("item", item->text(0), item->text(1), item->text(2), "type", item->type(), "flags", item->flags(),
+                      "current", tree->currentItem() == item)
+              << line("label", label->text(), "at", label->geometry(), "visible", label->isVisible(), "margins",
+                      label->contentsMargins(), "format", label->textFormat(), "wrap", label->wordWrap(), "in viewport",
+                      label->parentWidget() == tree->viewport());
     }
     return lines;
 }
@@ -95,23 +73,21 @@ QStringList placesOfItems(QTreeWidget* tree)
 {
     QStringList lines;
     for (int i = 0; i < tree->topLevelItemCount(); ++i) {
-        lines << text(tree->visualItemRect(tree->topLevelItem(i)));
+        lines << line(tree->visualItemRect(tree->topLevelItem(i)));
     }
     return lines;
 }
 
-/** The first lines that differ, each with what the plain loop has. */
+// The first lines that differ, each with what the plain loop has.
 QString differenceOf(const QStringList& lines, const QStringList& expected)
 {
-    QString difference;
-    int shown = 0;
-    for (int i = 0; i < qMax(lines.count(), expected.count()) && shown < 5; ++i) {
+    QStringList differences;
+    for (int i = 0; i < qMax(lines.count(), expected.count()); ++i) {
         if (lines.value(i) != expected.value(i)) {
-            difference += QStringLiteral("\n%1\n  instead of\n%2").arg(lines.value(i), expected.value(i));
-            ++shown;
+            differences << "\n" + lines.value(i) + "\n  instead of\n" + expected.value(i);
         }
     }
-    return difference;
+    return differences.mid(0, 5).join(QString());
 }
 
 } // namespace
@@ -140,16 +116,14 @@ FillComparison::FillComparison(int height) : logic("tavrin_update"), plain(logic
     plain.tree = newPlainTree(former->parentWidget());
     delete plain.window.findChild<QVBoxLayout*>("verticalLayout")->replaceWidget(former, plain.tree);
     former->hide();
-    for (Window* each : {&plain, &quick}) {
-        each->window.resize(700, height);
-    }
+    plain.window.resize(700, height);
+    quick.window.resize(700, height);
 }
 
 void FillComparison::setVisible(bool visible)
 {
-    for (Window* each : {&plain, &quick}) {
-        each->window.setVisible(visible);
-    }
+    plain.window.setVisible(visible);
+    quick.window.setVisible(visible);
 }
 
 void FillComparison::add(const PatchList& list)
@@ -171,17 +145,15 @@ void FillComparison::scrollUpFromEnd(int steps)
 
 void FillComparison::resize(int width, int height)
 {
-    for (Window* each : {&plain, &quick}) {
-        each->window.resize(width, height);
-    }
+    plain.window.resize(width, height);
+    quick.window.resize(width, height);
     QCoreApplication::processEvents();
 }
 
 void FillComparison::resizeFirstColumn(int width)
 {
-    for (Window* each : {&plain, &quick}) {
-        each->tree->setColumnWidth(0, width);
-    }
+    plain.tree->setColumnWidth(0, width);
+    quick.tree->setColumnWidth(0, width);
     QCoreApplication::processEvents();
 }
 
@@ -231,6 +203,12 @@ QString FillComparison::differenceOfPlaces()
     return differenceOf(placesOfItems(quick.tree), placesOfItems(plain.tree));
 }
 
+QString FillComparison::wholeDifference()
+{
+    const QString ofTrees = difference();
+    return ofTrees + differenceOfPlaces();
+}
+
 void FillComparison::forgetPatches()
 {
     logic.requestUpdatesList(); // without an address no list comes
@@ -248,9 +226,8 @@ QString FillComparison::differenceOnRefill(const PatchList& former, int stepsFro
     QCoreApplication::processEvents();
     scrollUpFromEnd(stepsFromEnd);
     if (viaEmptyTree) {
-        for (Window* each : {&plain, &quick}) {
-            each->tree->clear();
-        }
+        plain.tree->clear();
+        quick.tree->clear();
         QCoreApplication::processEvents();
     }
     forgetPatches();
@@ -258,5 +235,5 @@ QString FillComparison::differenceOnRefill(const PatchList& former, int stepsFro
     fill();
     const QString atOnce = difference();
     QCoreApplication::processEvents();
-    return atOnce + difference() + differenceOfPlaces();
+    return atOnce + wholeDifference();
 }

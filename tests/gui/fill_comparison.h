@@ -57,6 +57,9 @@ public:
     /** What differs between the places of the items; asking for them runs a layout that is still pending. */
     QString differenceOfPlaces();
 
+    /** Both, in this order. */
+    QString wholeDifference();
+
     /**
      * Fills both trees with a list, scrolls them, and fills them with another one: at once, or with an empty tree shown
      * in between, as after a change of the address. What differs then or after the pending layouts; empty when nothing

@@ -15,14 +15,13 @@ class TstFillMany : public Test
 private slots:
     void refilledTreesAreThoseOfThePlainLoop_data()
     {
-        QTest::addColumn<PatchList>("former");
-        QTest::addColumn<int>("height");
+        const Rows<PatchList, int> row("former", "height");
         for (const int height : {700, 850, 1100}) {
             for (const PatchList& former :
                  {PatchList{1, 0, Descriptions::Short}, PatchList{4, 4, Descriptions::Mixed},
                   PatchList{9, 4, Descriptions::Short}, PatchList{17, 17, Descriptions::Medium},
                   PatchList{30, 10, Descriptions::Mixed}}) {
-                QTest::addRow("%s, %d high", describe(former).constData(), height) << former << height;
+                row(describe(former) + ", " + QByteArray::number(height) + " high", former, height);
             }
         }
     }

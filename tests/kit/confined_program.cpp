@@ -14,10 +14,10 @@
 
 namespace {
 
-const QString FOLDER = QStringLiteral("/opt/confined");
+const QString FOLDER = "/opt/confined";
 
 // A number that no account of the machine and no other test has, so that nothing else counts towards its tasks.
-const QString AS_USER = QStringLiteral("setpriv --reuid=54322 --regid=54322 --clear-groups");
+const QString AS_USER = "setpriv --reuid=54322 --regid=54322 --clear-groups";
 
 const QString SCRIPT = QStringLiteral(R"script(
 mkfifo "$HOME/up"
@@ -45,7 +45,7 @@ void setMode(const QString& path, mode_t mode)
 
 QString copied(const QString& file)
 {
-    const QString copy = FOLDER + QLatin1Char('/') + QFileInfo(file).fileName();
+    const QString copy = FOLDER + '/' + QFileInfo(file).fileName();
     if (!QFile::copy(file, copy)) {
         qFatal("cannot copy %s", qUtf8Printable(file));
     }
@@ -55,13 +55,13 @@ QString copied(const QString& file)
 
 bool isRootOfTheMachine()
 {
-    QFile map(QStringLiteral("/proc/self/uid_map"));
+    QFile map("/proc/self/uid_map");
     return map.open(QIODevice::ReadOnly) && map.readAll().simplified().startsWith("0 0 ");
 }
 
 } // namespace
 
-ConfinedProgram::ConfinedProgram() : program(QStringLiteral("unshare"))
+ConfinedProgram::ConfinedProgram() : program("unshare")
 {
     if (!QDir().mkdir(FOLDER)) {
         qFatal("cannot make %s", qUtf8Printable(FOLDER));
@@ -72,12 +72,11 @@ ConfinedProgram::ConfinedProgram() : program(QStringLiteral("unshare"))
     copied(starterPath());
     copied(pidrtsysPath());
     const QString preload = copied(fakePidrtsysPath());
-    program.unset(QStringLiteral("LD_PRELOAD")).set(QStringLiteral("LD_LIBRARY_PATH"), FOLDER);
-    program.set(QStringLiteral("PRELOAD"),
-                QStringList{sanitizerRuntimePath(), preload}.join(QLatin1Char(' ')).trimmed());
-    program.set(QStringLiteral("AS_USER"), isRootOfTheMachine() ? AS_USER : QString());
+    program.unset("LD_PRELOAD").set("LD_LIBRARY_PATH", FOLDER);
+    program.set("PRELOAD", QStringList{sanitizerRuntimePath(), preload}.join(' ').trimmed());
+    program.set("AS_USER", isRootOfTheMachine() ? AS_USER : QString());
     // The search for leaks starts a process of its own.
-    program.set(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
+    program.set("ASAN_OPTIONS", "detect_leaks=0");
 }
 
 ConfinedProgram::~ConfinedProgram()
@@ -101,12 +100,8 @@ void ConfinedProgram::admitTo(const LocalSource& source) const
 
 QStringList ConfinedProgram::confined(const QString& executable, const QStringList& arguments) const
 {
-    const QString copy = FOLDER + QLatin1Char('/') + QFileInfo(executable).fileName();
-    return QStringList{QStringLiteral("--pid"),        QStringLiteral("--fork"),
-                       QStringLiteral("--kill-child"), QStringLiteral("sh"),
-                       QStringLiteral("-c"),           SCRIPT,
-                       QStringLiteral("sh"),           copy} +
-           arguments;
+    const QString copy = FOLDER + '/' + QFileInfo(executable).fileName();
+    return QStringList{"--pid", "--fork", "--kill-child", "sh", "-c", SCRIPT, "sh", copy} + arguments;
 }
 
 ProgramRun ConfinedProgram::run(const QStringList& arguments)

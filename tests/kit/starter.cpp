@@ -19,7 +19,7 @@ namespace {
 
 const int DESCRIPTORS_OF_PIPES = 8; // standard input, output and error, and the one that tells of a failed start
 
-const QString LIMIT_TASKS_OF_CALLER = QStringLiteral("exec prlimit --pid $PPID --nproc=1:1");
+const QString LIMIT_TASKS_OF_CALLER = "exec prlimit --pid $PPID --nproc=1:1";
 
 void leaveDescriptors(int count)
 {
@@ -40,21 +40,20 @@ void limitTasks()
 
 QString start(const QString& way, const TavrinUpdateBusinessLogic& logic)
 {
-    const QString program = QStringLiteral("true");
-    const QStringList arguments{QStringLiteral("argument")};
-    if (way.endsWith(QLatin1String("-of-chain"))) {
-        const bool limitsInBetween = way.startsWith(QLatin1String("second"));
-        const QString first = limitsInBetween ? QStringLiteral("sh") : program;
-        const QStringList words =
-            limitsInBetween ? QStringList{QStringLiteral("-c"), LIMIT_TASKS_OF_CALLER} : arguments;
+    const QString program = "true";
+    const QStringList arguments{"argument"};
+    if (way.endsWith("-of-chain")) {
+        const bool limitsInBetween = way.startsWith("second");
+        const QString first = limitsInBetween ? "sh" : program;
+        const QStringList words = limitsInBetween ? QStringList{"-c", LIMIT_TASKS_OF_CALLER} : arguments;
         QByteArray output;
         const QString failure = logic.systemCommandChain(first, words, program, QStringList(), output);
-        return failure.isEmpty() ? QStringLiteral("success") : failure;
+        return failure.isEmpty() ? "success" : failure;
     }
     QString output;
-    const QString input = way == QLatin1String("feed") ? QStringLiteral("input") : QString();
+    const QString input = way == "feed" ? "input" : QString();
     const bool isSuccess = logic.pipeToSystemCommand(program, arguments, output, input);
-    return isSuccess ? QStringLiteral("success") : output;
+    return isSuccess ? "success" : output;
 }
 
 } // namespace
@@ -64,14 +63,14 @@ int main(int argc, char** argv)
     const QCoreApplication app(argc, argv);
     const QString way = QCoreApplication::arguments().value(1);
     const QString limit = QCoreApplication::arguments().value(2);
-    TavrinUpdateBusinessLogic logic(QStringLiteral("starter"));
+    TavrinUpdateBusinessLogic logic("starter");
     TavrinUpdateBusinessLogic::CommandLineOptions options;
     options.showProposed = false;
     options.verbose = false;
     static_cast<void>(logic.initialize(options)); // sets the options first; the rest of it is of no matter here
-    if (limit == QLatin1String("descriptors")) {
+    if (limit == "descriptors") {
         leaveDescriptors(DESCRIPTORS_OF_PIPES);
-    } else if (!way.startsWith(QLatin1String("second"))) {
+    } else if (!way.startsWith("second")) {
         limitTasks();
     }
     std::cout << start(way, logic).toStdString() << std::endl;

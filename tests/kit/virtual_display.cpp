@@ -20,7 +20,7 @@ namespace {
 // For the server to start or to end on a busy machine.
 const int PATIENCE = 60000;
 
-const QString SOCKET_FOLDER = QStringLiteral("/tmp/.X11-unix");
+const QString SOCKET_FOLDER = "/tmp/.X11-unix";
 
 // The server goes with the test, however that ends.
 class ServerProcess : public QProcess
@@ -40,7 +40,7 @@ quint32 headerField(const QByteArray& screen, int index)
 void requireSuccess(const ProgramRun& run, const QStringList& arguments)
 {
     if (run.status != 0) {
-        const QByteArray complaint = "xdotool " + arguments.join(QLatin1Char(' ')).toUtf8() + ": " + describe(run);
+        const QByteArray complaint = "xdotool " + arguments.join(' ').toUtf8() + ": " + describe(run);
         QTest::qFail(complaint.constData(), __FILE__, __LINE__);
     }
 }
@@ -50,10 +50,9 @@ void requireSuccess(const ProgramRun& run, const QStringList& arguments)
 VirtualDisplay::VirtualDisplay() : madeSocketFolder(!QDir(SOCKET_FOLDER).exists())
 {
     server = std::make_unique<ServerProcess>();
-    server->setProgram(QStringLiteral("Xvfb"));
-    server->setArguments({QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                          QStringLiteral("0"), QStringLiteral("1024x900x24"), QStringLiteral("-nolisten"),
-                          QStringLiteral("tcp"), QStringLiteral("-noreset"), QStringLiteral("-fbdir"), memory.path()});
+    server->setProgram("Xvfb");
+    server->setArguments(
+        {"-displayfd", "1", "-screen", "0", "1024x900x24", "-nolisten", "tcp", "-noreset", "-fbdir", memory.path()});
     server->start();
     QByteArray number;
     while (!number.endsWith('\n')) {
@@ -63,7 +62,7 @@ VirtualDisplay::VirtualDisplay() : madeSocketFolder(!QDir(SOCKET_FOLDER).exists(
         }
         number += server->readAllStandardOutput();
     }
-    displayName = QLatin1Char(':') + QString::fromLatin1(number.trimmed());
+    displayName = ':' + QString::fromLatin1(number.trimmed());
     rootWindow = windows().value(0);
 }
 
@@ -96,8 +95,7 @@ QString VirtualDisplay::name() const
 
 QStringList VirtualDisplay::windows(const QString& title)
 {
-    const QStringList search{QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--maxdepth"),
-                             QStringLiteral("1"),      QStringLiteral("--name"),        title};
+    const QStringList search{"search", "--onlyvisible", "--maxdepth", "1", "--name", title};
     ProgramRun run = xdotool(search);
     // A window that goes away while it is looked at ends the search.
     while (run.errors.contains("BadWindow")) {
@@ -115,7 +113,7 @@ QStringList VirtualDisplay::windows(const QString& title)
 
 QRect VirtualDisplay::geometryOf(const QString& window)
 {
-    const QByteArray lines = act({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window});
+    const QByteArray lines = act({"getwindowgeometry", "--shell", window});
     QMap<QByteArray, int> values;
     for (const QByteArray& line : lines.split('\n')) {
         const int equals = line.indexOf('=');
@@ -126,7 +124,7 @@ QRect VirtualDisplay::geometryOf(const QString& window)
 
 void VirtualDisplay::press(const QString& window, const QStringList& keys)
 {
-    act(QStringList{QStringLiteral("windowfocus"), QStringLiteral("--sync"), window, QStringLiteral("key")} + keys);
+    act(QStringList{"windowfocus", "--sync", window, "key"} + keys);
 }
 
 void VirtualDisplay::click(const QString& window, QPoint place)
@@ -134,8 +132,7 @@ void VirtualDisplay::click(const QString& window, QPoint place)
     const QSize size = geometryOf(window).size();
     const int x = place.x() < 0 ? size.width() + place.x() : place.x();
     const int y = place.y() < 0 ? size.height() + place.y() : place.y();
-    act({QStringLiteral("mousemove"), QStringLiteral("--window"), window, QString::number(x), QString::number(y),
-         QStringLiteral("click"), QStringLiteral("1")});
+    act({"mousemove", "--window", window, QString::number(x), QString::number(y), "click", "1"});
 }
 
 void VirtualDisplay::close(const QString& window)
@@ -156,7 +153,7 @@ void VirtualDisplay::close(const QString& window)
 
 QByteArray VirtualDisplay::picture(const QRect& part) const
 {
-    QFile file(memory.filePath(QStringLiteral("Xvfb_screen0")));
+    QFile file(memory.filePath("Xvfb_screen0"));
     if (!file.open(QIODevice::ReadOnly)) {
         qFatal("cannot read %s", qUtf8Printable(file.fileName()));
     }
@@ -181,6 +178,6 @@ QByteArray VirtualDisplay::act(const QStringList& arguments)
 
 ProgramRun VirtualDisplay::xdotool(const QStringList& arguments)
 {
-    Program tool(QStringLiteral("xdotool"));
-    return tool.unset(QStringLiteral("LD_PRELOAD")).set(QStringLiteral("DISPLAY"), displayName).run(arguments);
+    Program tool("xdotool");
+    return tool.unset("LD_PRELOAD").set("DISPLAY", displayName).run(arguments);
 }

@@ -1,7 +1,7 @@
-// An X server of a test's own that nobody sees, and a user in front of it: windows are found, keys and the mouse
-// pressed from outside, through xdotool, and what the screen shows is read from the server's memory. There is no window
-// manager, so a window stands where it likes and gets the keys only because they are meant for it; a request to close
-// comes from here.
+// An X server of a test's own, without a screen, and a user in front of it: windows are found, keys and the mouse
+// pressed from outside, through xdotool, and what the display shows is read from the server's memory. There is no
+// window manager, so a window chooses its own place and gets keys only when it is named; a request to close comes from
+// here.
 #pragma once
 
 #include "program_run.h"

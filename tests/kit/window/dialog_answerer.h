@@ -1,5 +1,5 @@
 // Answers message boxes as a user would: it waits for one in front, notes what it says and presses the button that the
-// test chose. A box that nobody expected is closed with Escape and complained about, so that no test hangs in one.
+// test chose. A box that was not expected is closed with Escape and complained about, so that no test hangs in one.
 #pragma once
 
 #include <QList>
@@ -28,13 +28,13 @@ public:
 
     DialogAnswerer();
 
-    /** Has the next message box answered with this button; NoButton stands for the Escape key. */
+    /** Has the next message box answered with this button; NoButton is the Escape key. */
     DialogAnswerer& answer(QMessageBox::StandardButton button);
 
     /** The message boxes so far. */
     const QList<Dialog>& dialogs() const;
 
-    /** Boxes that nobody expected, and answers that were not asked for; empty when all is well. */
+    /** Boxes that were not expected, and answers that were not asked for; empty when all is well. */
     QString complaint() const;
 
 private slots:

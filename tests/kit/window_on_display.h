@@ -10,6 +10,7 @@
 #include <QPoint>
 #include <QString>
 #include <QStringList>
+#include <QTest>
 
 #include <memory>
 
@@ -25,54 +26,124 @@ public:
     static constexpr QPoint DONE_BUTTON{-50, -22};
 
     /** Has the program use the display; it must outlive this object. */
-    explicit WindowOnDisplay(Program& programToShow);
+    explicit WindowOnDisplay(Program& programToShow) : program(programToShow)
+    {
+        program.set("DISPLAY", display.name()).set("QT_QPA_PLATFORM", "xcb");
+    }
 
     /** Waits for the window of the started program. */
-    void open(std::unique_ptr<ProgramSession> started, const QString& title = WINDOW_TITLE);
+    void open(std::unique_ptr<ProgramSession> started, const QString& title = WINDOW_TITLE)
+    {
+        session = std::move(started);
+        const QString pattern = '^' + QString(title).replace('.', "\\.") + '$';
+        QTRY_VERIFY_WITH_TIMEOUT(!display.windows(pattern).isEmpty() || !session->isRunning(), PATIENCE);
+        if (!session->isRunning()) {
+            QFAIL("the program ended instead of opening its window; " + describe(session->finish()));
+        }
+        window = display.windows(pattern).value(0);
+        QVERIFY(!window.isEmpty());
+        compareOnlyWindow();
+    }
 
     /** Waits until the window has filled its list. */
-    void waitForList() const;
+    void waitForList() const
+    {
+        QTRY_VERIFY_WITH_TIMEOUT(program.runningSystemQueries() >= 2, PATIENCE);
+    }
 
     /** Waits until the window has gone on working for a while, so that what was pressed before has had its effect. */
-    void waitForRefresh() const;
+    void waitForRefresh() const
+    {
+        const int before = program.runningSystemQueries();
+        QTRY_VERIFY_WITH_TIMEOUT(program.runningSystemQueries() >= before + 2, PATIENCE);
+    }
 
     /** The only other window on the screen, once there is one; empty after a while without. */
-    QString waitForOtherWindow();
+    QString waitForOtherWindow()
+    {
+        QString other;
+        [&] {
+            QTRY_VERIFY_WITH_TIMEOUT(!(other = theOtherWindow()).isEmpty(), PATIENCE);
+        }();
+        return other;
+    }
 
     /** A picture of the applied marks of a short list, and of nothing else. */
-    QByteArray marks() const;
+    QByteArray marks() const
+    {
+        return display.picture(QRect(107, 265, 60, 110));
+    }
 
     /** Whether the marks of a list are on the screen; their place is blank without one. */
-    bool marksAreDrawn() const;
-    void waitForMarks() const;
+    bool marksAreDrawn() const
+    {
+        // Without a window, too, the screen is of one colour.
+        const QByteArray picture = marks();
+        return picture != picture.left(4).repeated(picture.size() / 4);
+    }
+
+    void waitForMarks() const
+    {
+        QTRY_VERIFY_WITH_TIMEOUT(marksAreDrawn(), PATIENCE);
+    }
 
     /** The marks, once everything that was to be drawn has been. */
-    QByteArray finalMarks() const;
+    QByteArray finalMarks() const
+    {
+        waitForMarks();
+        waitForRefresh();
+        return marks();
+    }
 
     /** Presses keys in the window. */
-    void press(const QStringList& keys);
+    void press(const QStringList& keys)
+    {
+        display.press(window, keys);
+    }
 
     /** Clicks into the window. */
-    void click(QPoint place);
+    void click(QPoint place)
+    {
+        display.click(window, place);
+    }
 
     /** Compares the windows on the screen with this one. */
-    void compareOnlyWindow();
+    void compareOnlyWindow()
+    {
+        QCOMPARE(display.windows(), QStringList{window});
+    }
 
     /** Closes another window with a key, and waits until only the program's is left. */
-    void closeOther(const QString& other, const QString& key);
+    void closeOther(const QString& other, const QString& key)
+    {
+        display.press(other, {key});
+        QTRY_COMPARE_WITH_TIMEOUT(display.windows(), QStringList{window}, PATIENCE);
+    }
 
     /** Ends the program with Ctrl+Q and compares what it left. */
-    void quit();
+    void quit()
+    {
+        press({"ctrl+q"});
+        compareEnd();
+    }
 
-    /** Waits for the end of the program, which has to be a good one without a word. */
-    void compareEnd() const;
+    /** Waits for the end of the program and compares: status 0, and nothing printed. */
+    void compareEnd() const
+    {
+        compareRun(session->finish(), 0, QByteArray());
+    }
 
     VirtualDisplay display;
     std::unique_ptr<ProgramSession> session;
     QString window;
 
 private:
-    QString theOtherWindow();
+    QString theOtherWindow()
+    {
+        QStringList others = display.windows();
+        others.removeAll(window);
+        return others.size() == 1 ? others.first() : QString();
+    }
 
     Program& program;
 };

@@ -1,33 +1,45 @@
 // What surrounds a window in a test's own process: the running systems that it sees, the options of a window run, and
-// where its requests go.
+// where its requests go. The settings of the process are as before when the objects are gone.
 #pragma once
 
 #include "running_systems.h"
 #include "tavrin_update_bl.h"
 
-#include <QByteArray>
-#include <QString>
+#include <QFile>
+#include <QNetworkProxy>
 #include <QTemporaryDir>
 
 /** The running real-time systems that this process sees; none to begin with. */
-class OwnRunningSystems
+class OwnRunningSystems : private QTemporaryDir, public RunningSystems
 {
 public:
-    OwnRunningSystems();
-    ~OwnRunningSystems();
+    OwnRunningSystems() : RunningSystems(QTemporaryDir::path())
+    {
+        qputenv("FAKE_PIDRTSYS", QFile::encodeName(file()));
+        qputenv("FAKE_PIDRTSYS_LOG", QFile::encodeName(log()));
+    }
+
+    ~OwnRunningSystems()
+    {
+        qunsetenv("FAKE_PIDRTSYS");
+        qunsetenv("FAKE_PIDRTSYS_LOG");
+    }
+
     OwnRunningSystems(const OwnRunningSystems&) = delete;
     OwnRunningSystems& operator=(const OwnRunningSystems&) = delete;
-
-    void set(const QByteArray& lines) const;
-    int queries() const;
-
-private:
-    QTemporaryDir directory;
-    const RunningSystems systems{directory.path()};
 };
 
 /** The options of a window run. */
-TavrinUpdateBusinessLogic::CommandLineOptions windowOptions(const QString& url = QString());
+inline TavrinUpdateBusinessLogic::CommandLineOptions windowOptions(const QString& url = QString())
+{
+    TavrinUpdateBusinessLogic::CommandLineOptions options;
+    options.apply = true;
+    options.showProposed = false;
+    options.terminal = false;
+    options.verbose = false;
+    options.url = url;
+    return options;
+}
 
 /**
  * Sends every request of this process to a port on loopback, as to a proxy, instead of to the host that it names. The
@@ -36,8 +48,16 @@ TavrinUpdateBusinessLogic::CommandLineOptions windowOptions(const QString& url =
 class RequestsToLoopback
 {
 public:
-    explicit RequestsToLoopback(quint16 port);
-    ~RequestsToLoopback();
+    explicit RequestsToLoopback(quint16 port)
+    {
+        QNetworkProxy::setApplicationProxy(QNetworkProxy(QNetworkProxy::HttpProxy, "127.0.0.1", port));
+    }
+
+    ~RequestsToLoopback()
+    {
+        QNetworkProxy::setApplicationProxy(QNetworkProxy(QNetworkProxy::NoProxy));
+    }
+
     RequestsToLoopback(const RequestsToLoopback&) = delete;
     RequestsToLoopback& operator=(const RequestsToLoopback&) = delete;
 };

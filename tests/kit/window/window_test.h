@@ -5,6 +5,7 @@
 #include "dialog_answerer.h"
 #include "fake_installation.h"
 #include "patch_source.h"
+#include "pidrtsys.h"
 #include "signal_recorder.h"
 #include "tavrin_update_bl.h"
 #include "tavrin_update_mainwindow.h"
@@ -17,13 +18,14 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTableWidget>
 #include <QTextEdit>
 #include <QTreeWidget>
 
 #include <memory>
 
-/** Besides unexpected warnings, message boxes that no one expected fail its test functions. */
+/** Besides unexpected warnings, message boxes that were not expected fail its test functions. */
 class WindowTest : public Test
 {
     Q_OBJECT
@@ -31,54 +33,157 @@ class WindowTest : public Test
 protected:
     using Logic = TavrinUpdateBusinessLogic;
 
-    void setUp() override;
-    void tearDown() override;
-    QString complaint() const override;
+    void setUp() override
+    {
+        dialogs = std::make_unique<DialogAnswerer>();
+        systems = std::make_unique<OwnRunningSystems>();
+        installation = std::make_unique<FakeInstallation>();
+        installation->withTools();
+        qputenv("TAVRIN", QFile::encodeName(installation->path()));
+        logic = std::make_unique<Logic>("tavrin_update");
+        recorder = std::make_unique<SignalRecorder>(*logic);
+    }
+
+    void tearDown() override
+    {
+        topLevel.reset();
+        window = nullptr;
+        recorder.reset();
+        logic.reset();
+        otherInstallation.reset();
+        installation.reset();
+        systems.reset();
+        source.reset();
+    }
+
+    QString complaint() const override
+    {
+        return dialogs->complaint() + Test::complaint();
+    }
 
     /** Initialises the business logic for a window run over a patch source. */
-    void initialize(const QString& url = QStringLiteral("file:///nowhere/"));
+    void initialize(const QString& sourceUrl = "file:///nowhere/")
+    {
+        QCOMPARE(logic->initialize(windowOptions(sourceUrl)), QString());
+    }
 
     /** Makes an installation of 5.8 beside that of 5.9, and initialises for a release override of 5.8. */
-    void initializeForOtherRelease();
+    void initializeForOtherRelease()
+    {
+        otherInstallation = std::make_unique<FakeInstallation>("5.8");
+        Logic::CommandLineOptions options = windowOptions("file:///nowhere/");
+        options.release = "5.8";
+        QCOMPARE(logic->initialize(options), QString());
+    }
 
-    /** Shows a widget of its own over the business logic as it is. */
-    void showWidget();
+    /** Shows a new widget over the business logic as it is. */
+    void showWidget()
+    {
+        topLevel = std::make_unique<TavrinUpdateWidget>(*logic);
+        topLevel->resize(700, 800);
+        findParts();
+    }
 
     /** Initialises and shows the widget. */
-    void openWidget(const QString& url = QStringLiteral("file:///nowhere/"));
+    void openWidget(const QString& sourceUrl = "file:///nowhere/")
+    {
+        initialize(sourceUrl);
+        showWidget();
+    }
 
-    /** The same over a local source with this page, whose list it waits for. */
-    void openList(const PatchPage& page);
+    /** The same over a local source with this page; waits for the list. */
+    void openList(const PatchPage& page)
+    {
+        source = std::make_unique<LocalSource>(page);
+        openWidget(source->url());
+        readList();
+    }
 
-    /** The same over patches that no page lists. */
-    void openPatches(const QStringList& names);
+    /** Opens the widget and lists patches in it. */
+    void openPatches(const QStringList& names)
+    {
+        openWidget();
+        listPatches(names);
+    }
 
     /** Shows the main window with its widget over a business logic as it is. */
-    void showMainWindow(Logic& businessLogic);
+    void showMainWindow(Logic& businessLogic)
+    {
+        topLevel = std::make_unique<TavrinUpdateMainWindow>(businessLogic);
+        findParts();
+    }
 
     /** Has the list read and waits for it. */
-    void readList();
+    void readList()
+    {
+        QSignalSpy ready(logic.get(), SIGNAL(patchListReady()));
+        logic->requestUpdatesList();
+        QVERIFY(ready.wait());
+    }
 
     /** Adds patches to the list without a page. */
-    void addPatches(const QStringList& names);
+    void addPatches(const QStringList& names)
+    {
+        for (const QString& name : names) {
+            logic->addPatchToList(name, name + " 1 Jan 2020", false, name + ".tar", "About " + name);
+        }
+    }
 
-    /** Adds patches as well, and shows which of them are applied. */
-    void listPatches(const QStringList& names);
+    /** Adds patches and shows which of them are applied. */
+    void listPatches(const QStringList& names)
+    {
+        addPatches(names);
+        logic->determinePatchesApplied();
+        populate();
+    }
 
     /** Has the marks of the patches shown follow the installation. */
-    void updateMarks();
+    void updateMarks()
+    {
+        logic->determinePatchesApplied();
+        emit logic->updatePatchStatus();
+    }
 
     /** The applied marks of the patches shown, as "P1 Y". */
-    QStringList marks() const;
+    QStringList marks() const
+    {
+        QStringList lines;
+        for (int i = 0; i < tree->topLevelItemCount(); ++i) {
+            lines << tree->topLevelItem(i)->text(0) + ' ' + tree->topLevelItem(i)->text(1);
+        }
+        return lines;
+    }
 
     /** The texts of a row in the table of running systems. */
-    QStringList cells(int row) const;
+    QStringList cells(int row) const
+    {
+        QStringList texts;
+        for (int column = 0; column < table->columnCount(); ++column) {
+            texts << table->item(row, column)->text();
+        }
+        return texts;
+    }
 
     /** Calls a slot of the widget. */
-    void call(const char* slot) const;
-    void populate() const;
-    void refreshTable() const;
-    void apply() const;
+    void call(const char* slot) const
+    {
+        QVERIFY2(QMetaObject::invokeMethod(widget, slot), slot);
+    }
+
+    void populate() const
+    {
+        call("populateUpdateList");
+    }
+
+    void refreshTable() const
+    {
+        call("refreshRealTimeSystemTable");
+    }
+
+    void apply() const
+    {
+        call("on_applyButton_clicked");
+    }
 
     std::unique_ptr<DialogAnswerer> dialogs;
     std::unique_ptr<OwnRunningSystems> systems;
@@ -105,7 +210,14 @@ protected:
     QTimer* timer = nullptr;
 
 private slots:
-    void initTestCase();
+    // The fake library has to be linked before the installation's.
+    void initTestCase()
+    {
+        const OwnRunningSystems one;
+        one.set("#null 12345\n");
+        Pidrtsys* records = nullptr;
+        QVERIFY2(pidrtsys(&records) == 12345, "this is not the fake library's pidrtsys()");
+    }
 
 private:
     template <typename Part>
@@ -114,7 +226,28 @@ private:
         part = widget->findChild<Part*>(QLatin1String(name));
         QVERIFY2(part != nullptr, name);
     }
-    void findParts();
+
+    void findParts()
+    {
+        topLevel->show();
+        window = qobject_cast<TavrinUpdateMainWindow*>(topLevel.get());
+        widget = window != nullptr ? window->findChild<TavrinUpdateWidget*>()
+                                   : qobject_cast<TavrinUpdateWidget*>(topLevel.get());
+        QVERIFY(widget != nullptr);
+        find(rtsGroupBox, "rtsGroupBox");
+        find(table, "rtsTableWidget");
+        find(warning, "warningWidget");
+        find(warningLabel, "safeToApplyLabel");
+        find(overrideBox, "overrideCautionCheckBox");
+        find(url, "urlLineEdit");
+        find(defaultUrlButton, "defaultUrlButton");
+        find(tree, "updatesTreeWidget");
+        find(noUpdates, "noUpdatesLabel");
+        find(progress, "progressTextEdit");
+        find(applyButton, "applyButton");
+        find(doneButton, "doneButton");
+        timer = widget->findChild<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
+    }
 
     std::unique_ptr<FakeInstallation> otherInstallation;
     std::unique_ptr<QWidget> topLevel; // the widget or the main window

@@ -28,8 +28,8 @@ QString logged(const QByteArray& line)
 const QString BEGIN = logged(DOWNLOAD);
 const QString INSTALL = logged(APPLY);
 const QString PAGE_BEGIN = logged(PAGE);
-const QString RESTART = "log:\nYou may restart systems now";
-const QStringList END{PAGE_BEGIN, "log:applied_patches.html updated", RESTART, "status"};
+const QString MAY_RESTART = "log:\nYou may restart systems now";
+const QStringList END{PAGE_BEGIN, "log:applied_patches.html updated", MAY_RESTART, "status"};
 
 QString downloaded(const QString& name)
 {
@@ -140,7 +140,7 @@ private slots:
                 damaged.withFile("bin/ozna_installed_patches", "die \"no page today\\n\";\n");
             },
             QStringList{BEGIN, downloaded("P1"), INSTALL} + unpackedAndInstalled +
-                QStringList{PAGE_BEGIN, "fail:no page today\n", RESTART, "status"},
+                QStringList{PAGE_BEGIN, "fail:no page today\n", MAY_RESTART, "status"},
             {"P1 Y"});
     }
 
@@ -191,7 +191,7 @@ private slots:
     void listFailureGoesToTheLog()
     {
         initialize();
-        showMainWindow(*logic);
+        showMainWindow();
         logic->requestUpdatesList();
         QTRY_COMPARE(recorder->events.count(), 1);
         QCOMPARE(progress->toPlainText(), QString("Failed to read patches from\nfile:///nowhere/index.html\n"
@@ -214,7 +214,7 @@ private slots:
         FakePatchServer server;
         server.answer("/", Answer::status(status, page).header("Location", "/elsewhere"));
         initialize(server.url());
-        showMainWindow(*logic);
+        showMainWindow();
         dialogs->answer(QMessageBox::Ok);
         logic->requestUpdatesList();
         QTRY_COMPARE(dialogs->dialogs().count(), 1);
@@ -245,7 +245,7 @@ private:
     void openListOf(const QString& sourceUrl)
     {
         initialize(sourceUrl);
-        showMainWindow(*logic);
+        showMainWindow();
         readList();
     }
 

@@ -32,14 +32,14 @@ private slots:
         QCOMPARE(meta.className(), "TavrinUpdateMainWindow");
         QCOMPARE(meta.methodCount(), meta.methodOffset());
         QCOMPARE(meta.propertyCount(), meta.propertyOffset());
-        showMainWindow(*logic);
+        showMainWindow();
         QVERIFY(qobject_cast<TavrinUpdateMainWindow*>(static_cast<QObject*>(window)) != nullptr);
         QVERIFY(window->inherits("TavrinUpdateMainWindow"));
     }
 
     void windowHoldsItsParts()
     {
-        showMainWindow(*logic);
+        showMainWindow();
         QCOMPARE(window->objectName(), QString("tavrinUpdateMainWindow"));
         QCOMPARE(window->size(), QSize(700, 800));
         QCOMPARE(window->windowFlags() & Qt::WindowType_Mask, Qt::WindowFlags(Qt::Window));
@@ -63,7 +63,7 @@ private slots:
 
     void menuBarStaysInsideTheWindow()
     {
-        showMainWindow(*logic);
+        showMainWindow();
         QVERIFY(!window->menuBar()->isNativeMenuBar());
         UI_TavrinUpdateMainWindow form;
         QMainWindow holder;
@@ -73,7 +73,7 @@ private slots:
 
     void widgetFillsTheWindow()
     {
-        showMainWindow(*logic);
+        showMainWindow();
         QCOMPARE(window->size(), QSize(700, 800));
         QCOMPARE(widget->width(), 700);
         QCOMPARE(widget->height() + window->menuBar()->height(), 800);
@@ -81,7 +81,7 @@ private slots:
 
     void titleIsThatOfTheBusinessLogic()
     {
-        showMainWindow(*logic);
+        showMainWindow();
         QCOMPARE(window->windowTitle(), WINDOW_TITLE);
         Logic idle("tavrin_update");
         const TavrinUpdateMainWindow other(idle);
@@ -90,7 +90,7 @@ private slots:
 
     void anotherLanguageReplacesTheTexts()
     {
-        showMainWindow(*logic);
+        showMainWindow();
         const auto* menu = window->findChild<QMenu*>("menuFile");
         const auto* quit = window->findChild<QAction*>("actionQuit");
         window->setWindowTitle("another");
@@ -106,7 +106,7 @@ private slots:
 
     void otherChangesReachTheBaseClass()
     {
-        showMainWindow(*logic);
+        showMainWindow();
         QVERIFY(QTest::qWaitForWindowExposed(window));
         for (QWidget* each : {static_cast<QWidget*>(window), static_cast<QWidget*>(widget)}) {
             QCoreApplication::processEvents();
@@ -121,7 +121,7 @@ private slots:
 
     void plainKeyReachesTheFocusedWidget()
     {
-        showMainWindow(*logic);
+        showMainWindow();
         QVERIFY(QTest::qWaitForWindowActive(window));
         url->setFocus();
         url->clear();
@@ -131,7 +131,7 @@ private slots:
 
     void otherKeysAreLeftToTheBaseClass()
     {
-        showMainWindow(*logic);
+        showMainWindow();
         for (const auto& [key, modifiers] : QList<QPair<Qt::Key, Qt::KeyboardModifiers>>{
                  {Qt::Key_Q, Qt::NoModifier}, {Qt::Key_Q, Qt::AltModifier}, {Qt::Key_W, Qt::ControlModifier}}) {
             QKeyEvent press(QEvent::KeyPress, key, modifiers);
@@ -147,7 +147,7 @@ private slots:
     void failureBeforeTheWindowIsNotShown()
     {
         logic->failWithMessage("no one sees this");
-        showMainWindow(*logic);
+        showMainWindow();
         QCoreApplication::processEvents();
         QCOMPARE(dialogs->dialogs().count(), 0);
     }
@@ -168,11 +168,11 @@ private slots:
         qputenv("TAVRIN", directory.toUtf8());
         FakePatchServer server;
         const RequestsToLoopback loopback(server.serverPort());
-        Logic unchecked("tavrin_update");
-        QTEST(unchecked.initialize(windowOptions()), "failure");
+        logic = std::make_unique<Logic>("tavrin_update");
+        QTEST(logic->initialize(windowOptions()), "failure");
         systems->set(runningSystem("0.0"));
-        showMainWindow(unchecked);
-        QVERIFY(QMetaObject::invokeMethod(&unchecked, "execute"));
+        showMainWindow();
+        QVERIFY(QMetaObject::invokeMethod(logic.get(), "execute"));
         QCoreApplication::processEvents();
         QVERIFY(window->isVisible());
 

@@ -40,7 +40,7 @@ private slots:
     void windowLooksUpTheTextsOfItsForms()
     {
         initialize();
-        showMainWindow(*logic);
+        showMainWindow();
         // The title is set with the form and by the window.
         compareTexts(FORM + inContext("QApplication", {WINDOW_TITLE, WINDOW_TITLE, "File", "Quit"}));
         QCOMPARE(window->windowTitle(), translated(WINDOW_TITLE));

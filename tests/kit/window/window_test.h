@@ -106,10 +106,10 @@ protected:
         listPatches(names);
     }
 
-    /** Shows the main window with its widget over a business logic as it is. */
-    void showMainWindow(Logic& businessLogic)
+    /** Shows a new main window over the business logic as it is. */
+    void showMainWindow()
     {
-        topLevel = std::make_unique<TavrinUpdateMainWindow>(businessLogic);
+        topLevel = std::make_unique<TavrinUpdateMainWindow>(*logic);
         findParts();
     }
 

@@ -6,24 +6,9 @@
 
 #include <QApplication>
 
+#include <set>
+
 Q_DECLARE_METATYPE(PatchList)
-
-namespace {
-
-enum Applied
-{
-    None,
-    Some,
-    All
-};
-
-PatchList listOf(int count, Applied applied, bool longDescriptions)
-{
-    const int firstMissing = applied == None ? 0 : (applied == Some ? count / 2 : count);
-    return {count, firstMissing, longDescriptions ? Descriptions::Mixed : Descriptions::Short};
-}
-
-} // namespace
 
 class TstFill : public Test
 {
@@ -40,18 +25,19 @@ private slots:
         };
         // Up to 19: around the border at which the scroll bar shows, with either length of descriptions.
         for (const int count : {0, 1, 2, 3, 8, 10, 12, 19, 40}) {
-            for (const Applied applied : {None, Some}) {
-                row(listOf(count, applied, false), true, usual);
-                row(listOf(count, applied, true), true, usual);
+            for (const int firstMissing : std::set<int>{0, count / 2}) {
+                row({count, firstMissing, Descriptions::Short}, true, usual);
             }
-            row(listOf(count, All, true), true, usual);
+            for (const int firstMissing : std::set<int>{0, count / 2, count}) {
+                row({count, firstMissing, Descriptions::Mixed}, true, usual);
+            }
         }
         // In a high window the scroll bar shows later, while the last rows go in.
         for (const int count : {3, 5, 8, 11}) {
-            row(listOf(count, All, true), true, 1100);
+            row({count, count, Descriptions::Mixed}, true, 1100);
         }
         for (const int count : {0, 1, 2, 9, 40}) {
-            row(listOf(count, Some, true), false, usual);
+            row({count, count / 2, Descriptions::Mixed}, false, usual);
         }
     }
 

@@ -47,7 +47,7 @@ private slots:
 
     void newWidgetIsEmptyAndIdle()
     {
-        systems->set(runningSystem("5.9"));
+        systems->set(runningSystem());
         openWidget(QString());
         QCOMPARE(widget->objectName(), QString("tavrinUpdateWidget"));
         QCOMPARE(tree->topLevelItemCount(), 0);
@@ -210,12 +210,11 @@ private slots:
 
     void tabOrderIsReadingOrder()
     {
-        systems->set(runningSystem("5.9"));
+        systems->set(runningSystem());
         openWidget();
         QVERIFY(QTest::qWaitForWindowActive(widget));
         listPatches({"P1"});
         QTest::mouseClick(overrideBox, Qt::LeftButton);
-        systems->set(runningSystem("5.9"));
         overrideBox->setFocus(Qt::TabFocusReason);
         QStringList stops;
         for (int i = 0; i < 8; ++i) {

@@ -1,12 +1,16 @@
 // Answers message boxes as a user would: it waits for one in front, notes what it says and presses the button that the
-// test chose. A box that was not expected is closed with Escape and complained about, so that no test hangs in one.
+// test chose. A box that was not expected is closed with Escape and complained about, so that no test hangs in one. The
+// timer keeps running in the event loop of the message box, which is where the box is answered.
 #pragma once
 
+#include <QApplication>
 #include <QList>
 #include <QMessageBox>
 #include <QObject>
+#include <QPushButton>
 #include <QString>
 #include <QStringList>
+#include <QTest>
 #include <QTimer>
 
 class DialogAnswerer : public QObject
@@ -26,19 +30,61 @@ public:
         QWidget* parent;
     };
 
-    DialogAnswerer();
+    DialogAnswerer()
+    {
+        connect(&timer, SIGNAL(timeout()), this, SLOT(lookForDialog()));
+        timer.start(5);
+    }
 
     /** Has the next message box answered with this button; NoButton is the Escape key. */
-    DialogAnswerer& answer(QMessageBox::StandardButton button);
+    DialogAnswerer& answer(QMessageBox::StandardButton button)
+    {
+        answers << button;
+        return *this;
+    }
 
     /** The message boxes so far. */
-    const QList<Dialog>& dialogs() const;
+    const QList<Dialog>& dialogs() const
+    {
+        return seen;
+    }
 
     /** Boxes that were not expected, and answers that were not asked for; empty when all is well. */
-    QString complaint() const;
+    QString complaint() const
+    {
+        QStringList lines = unexpected;
+        if (!answers.isEmpty()) {
+            lines << QString("%1 answers were not asked for").arg(answers.count());
+        }
+        return lines.join('\n');
+    }
 
 private slots:
-    void lookForDialog();
+    void lookForDialog()
+    {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (box == nullptr || !box->isVisible()) {
+            return;
+        }
+        seen << Dialog{box->windowTitle(),     box->text(),
+                       box->detailedText(),    box->icon(),
+                       box->standardButtons(), box->defaultButton() != nullptr,
+                       box->parentWidget()};
+        const bool isExpected = !answers.isEmpty();
+        if (!isExpected) {
+            unexpected << QString("unexpected message box '%1': %2 %3")
+                              .arg(box->windowTitle(), box->text(), box->detailedText());
+        }
+        const QMessageBox::StandardButton chosen = isExpected ? answers.takeFirst() : QMessageBox::NoButton;
+        if (chosen == QMessageBox::NoButton) {
+            QTest::keyClick(box, Qt::Key_Escape);
+        } else if (box->button(chosen) != nullptr) {
+            QTest::mouseClick(box->button(chosen), Qt::LeftButton);
+        } else {
+            unexpected << QString("message box '%1' lacks the button to press").arg(box->text());
+            QTest::keyClick(box, Qt::Key_Escape);
+        }
+    }
 
 private:
     QTimer timer;

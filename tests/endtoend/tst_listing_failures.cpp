@@ -1,16 +1,15 @@
 // Listing runs that go wrong: sources that cannot be reached, answers that send elsewhere or break off, and pages that
 // are broken at every stage. Each such run prints its one message to standard error, nothing before it, and fails.
 #include "expected_texts.h"
-#include "fake_installation.h"
-#include "fake_patch_server.h"
-#include "patch_source.h"
-#include "program_run.h"
+#include "installable_release.h"
 #include "test.h"
 
-#include <QDir>
-#include <QScopedPointer>
 #include <QUrl>
 #include <QXmlStreamReader>
+
+using Answer = FakePatchServer::Answer;
+
+Q_DECLARE_METATYPE(FakePatchServer::Answer)
 
 namespace {
 
@@ -26,19 +25,9 @@ QByteArray markupError(const QByteArray& page)
     return reader.errorString().toLatin1();
 }
 
-QByteArray failedToRead(const QString& url, const QString& reason)
-{
-    return QStringLiteral("Failed to read patches from\n%1\n%2\n\n").arg(url, reason).toLatin1();
-}
-
 QByteArray noListAt(const QString& url)
 {
     return "Failed to find list of patches in page source at " + url.toLatin1();
-}
-
-QByteArray exiting(const QByteArray& failure)
-{
-    return failure + "\nExiting\n";
 }
 
 } // namespace
@@ -48,103 +37,78 @@ class TstListingFailures : public Test
     Q_OBJECT
 
 private slots:
-    void errorStatusFails_data()
+    void failingAnswerEndsTheRun_data()
     {
-        QTest::addColumn<int>("status");
-
+        // errors: %1 is the address
+        const Rows<Answer, QByteArray> row("answer", "errors");
+        const QByteArray page = PatchPage().markup(ENTRY).html();
+        const QByteArray replied = failedToRead("%1", "Error transferring %1 - server replied: As told");
+        const QByteArray closed = failedToRead("%1", "Connection closed");
         for (const int status : {400, 403, 404, 405, 408, 410, 500, 501, 503}) {
-            QTest::addRow("%d", status) << status;
+            row(QByteArray::number(status), Answer::status(status, page), replied);
         }
+        row("a redirect without a target", Answer::status(302, page), "Request was redirected.\n\n");
+        row("not modified", Answer::status(304), noListAt("%1") + ":\n" + markupError({}) + "\n" + EXITING);
+        row("broken before the body", Answer::body(page).cutAfter(0), closed);
+        row("broken within the body, before the list", Answer::body(page).cutAfter(10), closed);
+        row("broken within the list", Answer::body(page).cutAfter(150), closed);
+        row("broken before the last byte", Answer::body(page).cutAfter(page.size() - 1), closed);
     }
 
-    void errorStatusFails()
+    void failingAnswerEndsTheRun()
     {
-        QFETCH(int, status);
-        server->answer("/", FakePatchServer::Answer::status(status, PatchPage().markup(ENTRY).html()));
-
-        const QString reason = QStringLiteral("Error transferring %1 - server replied: As told").arg(server->url());
-        compareRun(list(server->url()), 1, QByteArray(), failedToRead(server->url(), reason));
-        QCOMPARE(server->requestedPaths(), QList<QByteArray>{"/"});
+        QFETCH(Answer, answer);
+        QFETCH(QByteArray, errors);
+        release->server.answer("/5.9/", answer);
+        compareRun(release->run({"-l"}), 1, {}, errors.replace("%1", url().toLatin1()));
+        QCOMPARE(release->server.requestedPaths(), QList<QByteArray>{"/5.9/"});
     }
 
     void redirectIsRefusedWithItsMessage_data()
     {
-        QTest::addColumn<int>("status");
-
+        const Rows<int> row("status");
         for (const int status : {301, 302, 303, 305, 307, 308}) {
-            QTest::addRow("%d", status) << status;
+            row(QByteArray::number(status), status);
         }
     }
 
     void redirectIsRefusedWithItsMessage()
     {
         QFETCH(int, status);
-        server->answer("/", FakePatchServer::Answer::redirect(status, server->url("/elsewhere/").toLatin1()));
-        server->answer("/elsewhere/", FakePatchServer::Answer::body(PatchPage().markup(ENTRY).html()));
-
-        compareRun(list(server->url()), 1, QByteArray(), "Request was redirected.\n\n");
-        QCOMPARE(server->requestedPaths(), QList<QByteArray>{"/"});
-    }
-
-    void redirectWithoutATargetIsRefused()
-    {
-        server->answer("/", FakePatchServer::Answer::status(302, PatchPage().markup(ENTRY).html()));
-        compareRun(list(server->url()), 1, QByteArray(), "Request was redirected.\n\n");
-    }
-
-    void notModifiedHasNoPage()
-    {
-        server->answer("/", FakePatchServer::Answer::status(304));
-        compareRun(list(server->url()), 1, QByteArray(),
-                   exiting(noListAt(server->url()) + ":\n" + markupError(QByteArray()) + "\n"));
+        release->server.answer("/5.9/", Answer::redirect(status, release->server.url("/elsewhere/").toLatin1()));
+        release->server.answer("/elsewhere/", Answer::body(PatchPage().markup(ENTRY).html()));
+        compareRun(release->run({"-l"}), 1, {}, "Request was redirected.\n\n");
+        QCOMPARE(release->server.requestedPaths(), QList<QByteArray>{"/5.9/"});
     }
 
     void refusedConnectionFails()
     {
         const QString url = FakePatchServer::refusedUrl("/patches/");
-        compareRun(list(url), 1, QByteArray(), failedToRead(url, "Connection refused"));
+        compareRun(list(url), 1, {}, failedToRead(url, "Connection refused"));
     }
 
-    void brokenConnectionFails_data()
+    // Qt may ask a second time after this.
+    void connectionBrokenBeforeTheHeadersFails()
     {
-        const Rows<int> row("cut");
-
-        row("before the headers", -1);
-        row("before the body", 0);
-        row("within the body, before the list", 10);
-        row("within the list", 150);
-        row("before the last byte", PatchPage().markup(ENTRY).html().size() - 1);
-    }
-
-    void brokenConnectionFails()
-    {
-        QFETCH(int, cut);
-        const QByteArray page = PatchPage().markup(ENTRY).html();
-        server->answer("/",
-                       cut < 0 ? FakePatchServer::Answer::hangUp() : FakePatchServer::Answer::body(page).cutAfter(cut));
-
-        compareRun(list(server->url()), 1, QByteArray(), failedToRead(server->url(), "Connection closed"));
+        release->server.answer("/5.9/", Answer::hangUp());
+        compareRun(release->run({"-l"}), 1, {}, failedToRead(url(), "Connection closed"));
     }
 
     void silentServerIsWaitedFor()
     {
-        server->answer("/", FakePatchServer::Answer::body(PatchPage().html()).held());
-        Program program;
-        const std::unique_ptr<ProgramSession> session =
-            program.tavrin(installation->path()).start({"-t", "-l", server->url()});
-
-        QTRY_COMPARE(server->requestedPaths(), QList<QByteArray>{"/"});
+        release->server.answer("/5.9/", Answer::body(PatchPage().html()).held());
+        const auto session = release->start({"-l"});
+        QTRY_COMPARE(release->server.requestedPaths(), QList<QByteArray>{"/5.9/"});
         QVERIFY(session->isRunning());
         QCOMPARE(session->output(), QByteArray());
-        server->release("/");
+        release->server.release("/5.9/");
         compareRun(session->finish(), 0, reportOf("5.9"));
     }
 
     void unknownSchemeFailsWithAHint_data()
     {
         const Rows<QString, QString, QString> row("given", "url", "scheme");
-
-        row("a scheme of no meaning", "gopher://host.test/x", "gopher://host.test/x/", "gopher");
+        row("an unknown scheme", "gopher://host.test/x", "gopher://host.test/x/", "gopher");
         row("a mistyped scheme", "htp://host.test/", "htp://host.test/", "htp");
         row("a path alone", "/some/dir", "/some/dir/", "");
         row("a host alone", "host.test/patches", "host.test/patches/", "");
@@ -160,13 +124,12 @@ private slots:
         QByteArray expected = failedToRead(url, QStringLiteral("Protocol \"%1\" is unknown").arg(scheme));
         expected.chop(1);
         expected += "Begin your URL with 'http://' or, for local files, 'file:///'.\n";
-        compareRun(list(given), 1, QByteArray(), expected);
+        compareRun(list(given), 1, {}, expected);
     }
 
     void fileUrlWithAHostFailsOnce_data()
     {
         const Rows<QString, QString> row("given", "url");
-
         row("a host alone", "file://x/", "file://x/index.html");
         row("a host and a path", "file://x/some/dir", "file://x/some/dir/index.html");
         row("two slashes in place of three", "file://opt/patches/", "file://opt/patches/index.html");
@@ -176,17 +139,16 @@ private slots:
     {
         QFETCH(QString, given);
         QFETCH(QString, url);
-        compareRun(list(given), 1, QByteArray(),
+        compareRun(list(given), 1, {},
                    failedToRead(url, QStringLiteral("Request for opening non-local file %1").arg(url)));
     }
 
     void unreadableFileFailsOnce_data()
     {
         const Rows<QString, QString> row("folder", "reason");
-
         row("no folder", "missing", "Error opening %1: No such file or directory");
         row("a folder without a page", "lib", "Error opening %1: No such file or directory");
-        row("a page that nobody may read", "locked", "Error opening %1: Permission denied");
+        row("a page that no one may read", "locked", "Error opening %1: Permission denied");
         row("a folder in the page's place", "strange", "Cannot open file://%1: Path is a directory");
         row("a file in the folder's place", "file", "Error opening %1: Not a directory");
     }
@@ -195,25 +157,24 @@ private slots:
     {
         QFETCH(QString, folder);
         QFETCH(QString, reason);
-        installation->withFile("locked/index.html").withMode("locked/index.html", 0).withFile("file");
-        installation->withFile("strange/index.html/file");
+        release->installation.withFile("locked/index.html").withMode("locked/index.html", 0).withFile("file");
+        release->installation.withFile("strange/index.html/file");
 
-        const QString page = installation->path(folder + "/index.html");
-        compareRun(list("file://" + installation->path(folder)), 1, QByteArray(),
+        const QString page = release->installation.path(folder + "/index.html");
+        compareRun(list("file://" + release->installation.path(folder)), 1, {},
                    failedToRead("file://" + page, reason.arg(page)));
     }
 
     void passwordStaysOutOfTheAddress()
     {
         const QString address = FakePatchServer::refusedUrl("/patches/").mid(static_cast<int>(qstrlen("http://")));
-        compareRun(list("http://user:secret@" + address), 1, QByteArray(),
+        compareRun(list("http://user:secret@" + address), 1, {},
                    failedToRead("http://user@" + address, "Connection refused"));
     }
 
     void pageWithoutAListFails_data()
     {
         const Rows<QByteArray> row("page");
-
         row("no comment", "<html><body>new patch</body></html>");
         row("other comments", "<html><!-- patch --><body><!--newpatch--></body></html>");
         row("the words outside of a comment", "<html><p title=\"new patch\">new patch</p></html>");
@@ -223,13 +184,12 @@ private slots:
     void pageWithoutAListFails()
     {
         QFETCH(QByteArray, page);
-        compareRun(listPage(page), 1, QByteArray(), exiting(noListAt(server->url())));
+        compareRun(listPage(page), 1, {}, noListAt(url()) + EXITING);
     }
 
     void pageBrokenBeforeItsListFails_data()
     {
         const Rows<QByteArray> row("page");
-
         const QByteArray list = "<!-- new patch -->" + ENTRY.toLatin1();
         row("empty", {});
         row("blank", " \n ");
@@ -248,13 +208,12 @@ private slots:
         QFETCH(QByteArray, page);
         const QByteArray reason = markupError(page);
         QVERIFY(!reason.isEmpty());
-        compareRun(listPage(page), 1, QByteArray(), exiting(noListAt(server->url()) + ":\n" + reason + "\n"));
+        compareRun(listPage(page), 1, {}, noListAt(url()) + ":\n" + reason + "\n" + EXITING);
     }
 
     void pageBrokenInItsListFails_data()
     {
         const Rows<QString> row("list");
-
         row("an end right behind the marker", "");
         row("a wrong end behind the marker", "</b></html>");
         row("a stray ampersand in a heading", "<li>P1 &</li></html>");
@@ -275,13 +234,12 @@ private slots:
         const QByteArray page = "<html><!-- new patch -->" + list.toUtf8();
         const QByteArray reason = markupError(page);
         QVERIFY(!reason.isEmpty());
-        compareRun(listPage(page), 1, QByteArray(), exiting(reason));
+        compareRun(listPage(page), 1, {}, reason + EXITING);
     }
 
     void entryWithoutItsPartsFails_data()
     {
         const Rows<QString, QByteArray> row("entries", "failure");
-
         row("a quote without an item", "<a href=\"p.tar\"/><blockquote>some text</blockquote>",
             "Error obtaining patch name for patch  some text");
         row("a second quote for an item", ENTRY + "<blockquote>some text</blockquote>",
@@ -302,14 +260,13 @@ private slots:
     {
         QFETCH(QString, entries);
         QFETCH(QByteArray, failure);
-        compareRun(listPage(PatchPage().markup(entries).html()), 1, QByteArray(), exiting(failure));
+        compareRun(listPage(PatchPage().markup(entries).html()), 1, {}, failure + EXITING);
     }
 
     // Standard output follows the locale, standard error never does.
     void messagesAreWrittenInLatin1_data()
     {
         const Rows<QString> row("locale");
-
         row("C.UTF-8", "C.UTF-8");
         row("C", "C");
     }
@@ -318,52 +275,50 @@ private slots:
     {
         QFETCH(QString, locale);
         const QString beyond = QString::fromUtf8("\u00e9\u6f22");
-        Program program;
-        program.locale(locale);
+        release->program.locale(locale);
 
-        const QString missing = "/opt/tavrin/" + beyond;
-        compareRun(program.tavrin(missing).run({"-t"}), 1, QByteArray(),
+        compareRun(Program().locale(locale).tavrin("/opt/tavrin/" + beyond).run({"-t"}), 1, {},
                    "TAVRIN directory is invalid\n/opt/tavrin/\xe9?\n\n");
 
-        const QString url = "file://" + installation->path(beyond) + "/index.html";
-        program.tavrin(installation->path());
-        compareRun(program.run({"-t", "-l", "file://" + installation->path(beyond)}), 1, QByteArray(),
-                   failedToRead(url, QStringLiteral("Error opening %1: No such file or directory")
-                                         .arg(installation->path(beyond) + "/index.html")));
+        const QString folder = release->installation.path(beyond);
+        compareRun(list("file://" + folder), 1, {},
+                   failedToRead("file://" + folder + "/index.html",
+                                "Error opening " + folder + "/index.html: No such file or directory"));
 
-        server->answer("/", FakePatchServer::Answer::body(
-                                PatchPage().markup("<li>P1 " + beyond + "</li><blockquote>text</blockquote>").html()));
-        compareRun(program.run({"-t", "-l", server->url()}), 1, QByteArray(),
-                   exiting("Error obtaining tar file name for patch P1 \xe9? text"));
+        const QString entry = "<li>P1 " + beyond + "</li><blockquote>text</blockquote>";
+        compareRun(listPage(PatchPage().markup(entry).html()), 1, {},
+                   "Error obtaining tar file name for patch P1 \xe9? text" + EXITING);
     }
 
 private:
     void setUp() override
     {
-        installation.reset(new FakeInstallation);
-        server.reset(new FakePatchServer);
+        release = std::make_unique<ServedRelease>(PatchPage());
     }
 
     void tearDown() override
     {
-        server.reset();
-        installation.reset();
+        release.reset();
     }
 
-    ProgramRun list(const QString& url)
+    QString url() const
     {
-        return Program().tavrin(installation->path()).run({"-t", "-l", url});
+        return release->server.url("/5.9/");
+    }
+
+    ProgramRun list(const QString& address)
+    {
+        return release->program.run({"-t", "-l", address});
     }
 
     ProgramRun listPage(const QByteArray& page)
     {
-        server->answer("/", FakePatchServer::Answer::body(page));
-        return list(server->url());
+        release->server.answer("/5.9/", Answer::body(page));
+        return release->run({"-l"});
     }
-    QScopedPointer<FakeInstallation> installation;
-    QScopedPointer<FakePatchServer> server;
+
+    std::unique_ptr<ServedRelease> release;
 };
 
 TAVRIN_TEST_MAIN(TstListingFailures)
-
 #include "tst_listing_failures.moc"

@@ -1,6 +1,8 @@
 // The report's shape, written out once for all tests. The platform's names are Qt's, as in the program.
 #include "expected_texts.h"
 
+#include "helper_run.h"
+
 #include <QSysInfo>
 
 QByteArray headerLine(const QString& releaseText, const QString& program)
@@ -24,19 +26,21 @@ QByteArray reportOf(const QString& releaseText, const QList<UnappliedPatch>& pat
     return patches.isEmpty() ? report + "No new patches\n" : report;
 }
 
-QByteArray installingOf(const QString& member)
+QByteArray overrideWarning(const QByteArray& installed, const QByteArray& given)
 {
-    // The archive tool's listing ends in a line break of its own.
-    return "Download patch files ...\n"
-           "Downloaded P1.tar\n"
-           "\nApply patches to Tavrin installation ...\n\n"
-           "x " +
-           member.toUtf8() +
-           "\n\n"
-           " ** installed P1.tar\n\n"
-           "\nUpdate applied_patches.html ...\n"
-           "applied_patches.html updated\n"
-           "\nYou may restart systems now\n";
+    return "*** WARNING: Your environment is for Tavrin release '" + installed +
+           "',\nbut you are running tavrin_update with a release override of '" + given +
+           "'.\nPatches will be listed but not applied.\n";
+}
+
+QByteArray systemDetected(const QByteArray& release)
+{
+    return "WARNING: A running Tavrin Real Time System of version '" + release + "' was detected.\n";
+}
+
+QByteArray noSystemDetected(const QByteArray& release)
+{
+    return "No running Tavrin Real Time System of version '" + release + "' detected.\n";
 }
 
 QByteArray untilDownload(int count, const QByteArray& answer)
@@ -48,13 +52,48 @@ QByteArray untilDownload(int count, const QByteArray& answer)
     return reportOf(QStringLiteral("5.9"), patches) + NO_CONFLICT + QUESTION + answer + DOWNLOAD;
 }
 
+QByteArray downloaded(const QList<QByteArray>& files)
+{
+    QByteArray text;
+    for (const QByteArray& file : files) {
+        text += "Downloaded " + file + '\n';
+    }
+    return text;
+}
+
+QByteArray untilUnpacking(const QList<QByteArray>& archives, const QByteArray& answer)
+{
+    return untilDownload(archives.size(), answer) + downloaded(archives) + APPLY;
+}
+
 QByteArray installing(const QByteArray& file, const QList<QByteArray>& members)
 {
     QByteArray text;
     for (const QByteArray& member : members) {
         text += "x /opt/tavrin/5.9/" + member + '\n';
     }
+    // The archive tool's listing ends in a line break of its own.
     return text + (members.isEmpty() ? "" : "\n") + " ** installed " + file + "\n\n";
+}
+
+QByteArray executing(const QByteArray& command)
+{
+    return "Executing system command: " + command + '\n';
+}
+
+QByteArray commandFailed(const QByteArray& command, const QByteArray& reason)
+{
+    return "System command '" + command + "' failed:\n  " + reason + '\n';
+}
+
+QByteArray commandMissing(const QByteArray& command)
+{
+    return commandFailed(command, startErrorOf("/nowhere/program").toUtf8());
+}
+
+QByteArray failedToRead(const QString& url, const QString& reason)
+{
+    return QStringLiteral("Failed to read patches from\n%1\n%2\n\n").arg(url, reason).toLatin1();
 }
 
 QList<UnappliedPatch> patchesOf(int count)

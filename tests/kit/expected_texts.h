@@ -1,5 +1,5 @@
 // Every text that a run of the program prints, piece by piece, for tests to compare whole outputs with. Where a piece
-// names a release, it is 5.9.
+// names a release, it is 5.9 unless another is given.
 #pragma once
 
 #include <QByteArray>
@@ -8,7 +8,7 @@
 #include <QString>
 #include <QStringList>
 
-/** The report's first line with its line break. The release text is the name, or what stands in its place. */
+/** The report's first line with its line break. The release text is the name, or what replaces it. */
 QByteArray headerLine(const QString& releaseText, const QString& program = QStringLiteral("tavrin_update"));
 
 /** Name and description of a patch that the report says is not installed. */
@@ -17,16 +17,30 @@ using UnappliedPatch = QPair<QString, QString>;
 /** The report without -L; ends with "No new patches" when none is given. */
 QByteArray reportOf(const QString& releaseText, const QList<UnappliedPatch>& patches = {});
 
-/** What an installing run prints from its downloads on, for one patch P1 whose archive P1.tar holds the one file. */
-QByteArray installingOf(const QString& member);
+/** The warning in front of the report when another release is given than the installed one. */
+QByteArray overrideWarning(const QByteArray& installed = "5.9", const QByteArray& given = "5.8");
+
+/** What the search for running systems found. */
+QByteArray systemDetected(const QByteArray& release = "5.9");
+QByteArray noSystemDetected(const QByteArray& release = "5.9");
 
 /** The search for running systems begins. */
 inline const QByteArray CHECK = "Check for running real time systems ...\n";
 
 /** The search and that it found nothing. */
-inline const QByteArray NO_CONFLICT = CHECK + "No running Tavrin Real Time System of version '5.9' detected.\n";
+inline const QByteArray NO_CONFLICT = CHECK + noSystemDetected();
+
+/** What follows systemDetected(): in a run that may not go on, in a dry run, and with -Q. */
+inline const QByteArray STOP_SYSTEMS = "You must stop any instances of Tavrin before applying patches.\n";
+inline const QByteArray DRY_RUN_CONTINUES = "\nContinuing to show proposed course of action ...\n\n";
+inline const QByteArray ALLOWED_TO_CONTINUE = "\n-Q option: continuing ...\n\n";
 
 inline const QByteArray QUESTION = "\nDo you wish to download and install these patches [y|n]?\n";
+inline const QByteArray QUESTION_AGAIN = "Please enter 'y' if you wish to proceed, or 'n' if you wish to quit.\n";
+
+/** What a run that gives up says last, after the answer "n" or on standard error. */
+inline const QByteArray EXITING = "\nExiting\n";
+
 inline const QByteArray DOWNLOAD = "Download patch files ...\n";
 inline const QByteArray APPLY = "\nApply patches to Tavrin installation ...\n\n";
 inline const QByteArray PAGE = "\nUpdate applied_patches.html ...\n";
@@ -42,11 +56,32 @@ inline const QByteArray STEPS_HEADING = "Steps that would be taken are:\n\n";
 inline const QByteArray DRY_DOWNLOAD = "Download and install patch files ...\n";
 inline const QByteArray DRY_STEPS = DRY_DOWNLOAD + PAGE + RESTART_NOTICE;
 
+/** What a dry run adds to its report when no system runs. */
+inline const QByteArray DRY_RUN = STEPS_HEADING + NO_CONFLICT + DRY_STEPS;
+
 /** All of a run up to its downloads, for patches P1, P2 ... that the list describes as "text". */
 QByteArray untilDownload(int count, const QByteArray& answer = "\n");
 
+/** The line of each downloaded file. */
+QByteArray downloaded(const QList<QByteArray>& files);
+
+/** The same as untilDownload(), further on until the first of the downloaded archives is unpacked. */
+QByteArray untilUnpacking(const QList<QByteArray>& archives, const QByteArray& answer = "\n");
+
 /** What an installed archive adds; the members are named as below the installation. */
 QByteArray installing(const QByteArray& file, const QList<QByteArray>& members);
+
+/** What a verbose run says before it starts a program. */
+QByteArray executing(const QByteArray& command);
+
+/** The message about a program that could not be run to its end. */
+QByteArray commandFailed(const QByteArray& command, const QByteArray& reason);
+
+/** The same for a program that cannot be found. */
+QByteArray commandMissing(const QByteArray& command);
+
+/** The message about a list that cannot be fetched. */
+QByteArray failedToRead(const QString& url, const QString& reason);
 
 /** Patches P1, P2 ... with "description 1" and so on, as a report shows those of pageOf(count) when none is applied. */
 QList<UnappliedPatch> patchesOf(int count);

@@ -47,6 +47,15 @@ PatchPage pageOf(const QStringList& names)
     return page;
 }
 
+PatchPage pageWith(const QStringList& archives)
+{
+    PatchPage page;
+    for (int i = 0; i < archives.size(); ++i) {
+        page.entry(QStringLiteral("P%1").arg(i + 1), "1 May", "text", archives.at(i));
+    }
+    return page;
+}
+
 LocalSource::LocalSource(const PatchPage& page)
 {
     page.writeTo(directory.path());

@@ -6,7 +6,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
-/** The text of a list page. Texts are taken as they stand: entities and markup in them are the test's own. */
+/** The text of a list page. Texts are taken as they are: entities and markup in them are the test's own. */
 class PatchPage
 {
 public:
@@ -14,7 +14,7 @@ public:
     PatchPage& entry(const QString& name, const QString& date, const QString& description,
                      const QString& href = QString());
 
-    /** Markup put in where it stands among the entries. */
+    /** Markup at this place among the entries. */
     PatchPage& markup(const QString& text);
 
     QByteArray html() const;
@@ -31,6 +31,9 @@ PatchPage pageOf(int count);
 
 /** A page with an entry for each name, whose link names an uncompressed archive: P1.tar for a patch P1. */
 PatchPage pageOf(const QStringList& names);
+
+/** A page with a patch for each archive: P1, P2 ... described as "text". */
+PatchPage pageWith(const QStringList& archives);
 
 /** A patch source in a local folder: a page and the archives beside it. */
 class LocalSource

@@ -1,8 +1,6 @@
 // The copy that tells what to expect is unpacked without its leading slashes, so it stays beside the installation.
 #include "sample_release.h"
 
-#include "expected_texts.h"
-#include "fake_installation.h"
 #include "helper_run.h"
 #include "test_files.h"
 #include "test_paths.h"
@@ -48,7 +46,7 @@ archive P4.tar.Z
 description
 > Compress.
 file lib/one.txt
-> one, mended by P4
+> one, corrected by P4
 
 patch P5
 date 5 May 2026
@@ -67,29 +65,26 @@ file lib/sub/six.txt
 > six
 )";
 
-const QStringList ARCHIVES{"P1.tar", "P2.tar.gz", "P3.tar.bz2", "P4.tar.Z", "P5.gz", "P6.Z"};
+struct SamplePatch
+{
+    QString name;
+    QString description;
+    QString archive;
+    QByteArray unpacked; // its file when it is unpacked
+    QList<QByteArray> members;
+};
+
+const QList<SamplePatch> PATCHES{
+    {"P1", "Plain & first.\nSecond line.", "P1.tar", "P1.tar", {"lib/one.txt", "patched/P1"}},
+    {"P2", "Gzip.", "P2.tar.gz", "P2.tar", {"data/pf/two.pf", "include/two.h", "patched/P2"}},
+    {"P3", "Bzip2.", "P3.tar.bz2", "P3.tar.bz2", {"bin/three", "patched/P3"}},
+    {"P4", "Compress.", "P4.tar.Z", "P4.tar", {"lib/one.txt", "patched/P4"}},
+    {"P5", "Gzip in two parts.", "P5.gz", "P5.gz", {"man/man1/five.1", "patched/P5"}},
+    {"P6", "Compress in two parts.", "P6.Z", "P6.Z", {"lib/sub/six.txt", "patched/P6"}}};
 
 } // namespace
 
-QByteArray downloadedAll()
-{
-    QByteArray text;
-    for (const QString& archive : ARCHIVES) {
-        text += "Downloaded " + archive.toUtf8() + '\n';
-    }
-    return text;
-}
-
-QByteArray installingAll()
-{
-    return installing("P1.tar", {"lib/one.txt", "patched/P1"}) +
-           installing("P2.tar", {"data/pf/two.pf", "include/two.h", "patched/P2"}) +
-           installing("P3.tar.bz2", {"bin/three", "patched/P3"}) + installing("P4.tar", {"lib/one.txt", "patched/P4"}) +
-           installing("P5.gz", {"man/man1/five.1", "patched/P5"}) +
-           installing("P6.Z", {"lib/sub/six.txt", "patched/P6"});
-}
-
-Sample::Sample(const QStringList& patched)
+SampleRelease::SampleRelease(const QStringList& patched) : applied(patched)
 {
     QStringList arguments;
     for (const QString& name : patched) {
@@ -97,42 +92,86 @@ Sample::Sample(const QStringList& patched)
     }
     requireHelper(projectSourceDir() + "/demo/make_installation", arguments << RELEASE_DIRECTORY);
     writeTestFile(folder.filePath("description"), DESCRIPTION);
-    requireHelper(projectSourceDir() + "/demo/make_patch_source", {folder.filePath("description"), sourcePath()});
+    requireHelper(projectSourceDir() + "/demo/make_patch_source", {folder.filePath("description"), sourceFile("")});
+
+    server.answer("/5.9/", Answer::file(sourceFile("index.html")));
+    QByteArray before;
+    for (const SamplePatch& patch : PATCHES) {
+        if (!applied.contains(patch.name)) {
+            Answer answer = Answer::file(sourceFile(patch.archive));
+            const QByteArray path = "/5.9/" + patch.archive.toUtf8();
+            server.answer(path, before.isEmpty() ? answer : answer.after(before));
+            before = path;
+        }
+    }
+    program.tavrin(RELEASE_DIRECTORY).input("y\n");
 }
 
-Sample::~Sample()
+SampleRelease::~SampleRelease()
 {
     requireHelper("rm", {"-r", RELEASE_DIRECTORY});
 }
 
-QString Sample::sourcePath() const
+ProgramRun SampleRelease::run(const QStringList& options)
 {
-    return folder.filePath("source");
+    return program.run(QStringList{"-t"} + options + QStringList{server.url("/5.9/")});
 }
 
-void Sample::serve(FakePatchServer& server) const
+std::unique_ptr<ProgramSession> SampleRelease::start(const QStringList& options)
 {
-    server.answer("/5.9/", Answer::file(sourcePath() + "/index.html"));
-    QByteArray before;
-    for (const QString& archive : ARCHIVES) {
-        Answer answer = Answer::file(sourcePath() + '/' + archive);
-        const QByteArray path = "/5.9/" + archive.toUtf8();
-        server.answer(path, before.isEmpty() ? answer : answer.after(before));
-        before = path;
+    return program.start(QStringList{"-t"} + options + QStringList{server.url("/5.9/")});
+}
+
+QString SampleRelease::localUrl() const
+{
+    return "file://" + folder.filePath("source");
+}
+
+QString SampleRelease::sourceFile(const QString& name) const
+{
+    return folder.filePath("source/" + name);
+}
+
+QByteArray SampleRelease::report() const
+{
+    QList<UnappliedPatch> missing;
+    for (const SamplePatch& patch : PATCHES) {
+        if (!applied.contains(patch.name)) {
+            missing << UnappliedPatch(patch.name, patch.description);
+        }
     }
+    return reportOf("5.9", missing);
 }
 
-QStringList Sample::expectedListing() const
+QByteArray SampleRelease::installation() const
+{
+    QList<QByteArray> files;
+    QByteArray installed;
+    for (const SamplePatch& patch : PATCHES) {
+        if (!applied.contains(patch.name)) {
+            files << patch.archive.toUtf8();
+            installed += installing(patch.unpacked, patch.members);
+        }
+    }
+    return downloaded(files) + APPLY + installed + FINISH;
+}
+
+QByteArray SampleRelease::installingRun(const QByteArray& dialogue) const
+{
+    return report() + NO_CONFLICT + dialogue + DOWNLOAD + installation();
+}
+
+QStringList SampleRelease::expectedListing() const
 {
     const QString root = folder.filePath("expected/opt/tavrin/5.9");
     requireHelper("mkdir", {"-p", QFileInfo(root).path()});
     requireHelper("cp", {"-a", RELEASE_DIRECTORY, root});
-    for (const QString& archive : ARCHIVES) {
-        const QString source = sourcePath() + '/' + archive;
-        const QString kept = root + "/patches/" + archive;
+    for (const SamplePatch& patch : PATCHES) {
+        const QString source = sourceFile(patch.archive);
+        const QString kept = root + "/patches/" + patch.archive;
         requireHelper("bsdtar", {"-xf", source, "-C", folder.filePath("expected")}); // leaves the leading slash out
         requireHelper("cp", {source, kept});
-        if (archive.contains(".tar.") && !archive.endsWith(".bz2")) {
+        if (patch.archive.contains(".tar.") && !patch.archive.endsWith(".bz2")) {
             requireHelper("gunzip", {kept});
         }
     }

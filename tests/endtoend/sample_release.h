@@ -1,48 +1,57 @@
 // The sample installation and patch source, made by the project's own makers: one patch of each kind of archive that is
-// unpacked, and what a run says about them.
+// unpacked, what a run says about them, and what it has to leave.
 #pragma once
 
 #include "expected_texts.h"
 #include "fake_patch_server.h"
+#include "program_run.h"
 
 #include <QByteArray>
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <memory>
+
 /** Where the sample installation is. */
 inline const QString RELEASE_DIRECTORY = QStringLiteral("/opt/tavrin/5.9");
 
-/** All patches of the source, in the order of its list. */
-inline const QList<UnappliedPatch> PATCHES{{"P1", "Plain & first.\nSecond line."},
-                                           {"P2", "Gzip."},
-                                           {"P3", "Bzip2."},
-                                           {"P4", "Compress."},
-                                           {"P5", "Gzip in two parts."},
-                                           {"P6", "Compress in two parts."}};
-
-/** What is printed when all of them were downloaded. */
-QByteArray downloadedAll();
-
-/** What is printed when all of them were installed. */
-QByteArray installingAll();
-
-/** The sample installation, in which the named patches are applied, and the patch source; gone when destroyed. */
-class Sample
+/** The sample installation, in which the named patches are applied, and its source; gone when destroyed. */
+class SampleRelease
 {
 public:
-    explicit Sample(const QStringList& patched = {});
-    ~Sample();
-    Sample(const Sample&) = delete;
-    Sample& operator=(const Sample&) = delete;
+    explicit SampleRelease(const QStringList& patched = {});
+    ~SampleRelease();
+    SampleRelease(const SampleRelease&) = delete;
+    SampleRelease& operator=(const SampleRelease&) = delete;
 
-    QString sourcePath() const;
+    /** Runs the program on the source that the server offers; it reads the answer "y" unless told otherwise. */
+    ProgramRun run(const QStringList& options = {});
 
-    /** Answers for the page and the archives below /5.9/, the archives one after the other. */
-    void serve(FakePatchServer& server) const;
+    /** Starts the same run, with an input that stays open. */
+    std::unique_ptr<ProgramSession> start(const QStringList& options = {});
+
+    /** The address of the folder with the source. */
+    QString localUrl() const;
+
+    /** A file of the source. */
+    QString sourceFile(const QString& name) const;
+
+    /** The report about the patches that are not applied, and all of a run that installs them. */
+    QByteArray report() const;
+    QByteArray installingRun(const QByteArray& dialogue = QUESTION + "\n") const;
+
+    /** What such a run prints behind its downloads' heading. */
+    QByteArray installation() const;
 
     /** What the installation has to be like after all archives, worked out on a copy with other means. */
     QStringList expectedListing() const;
 
+    /** Answers for the page and the archives below /5.9/, the missing archives one after the other. */
+    FakePatchServer server;
+
+    Program program;
+
 private:
     QTemporaryDir folder;
+    QStringList applied;
 };

@@ -1,18 +1,12 @@
 // Whole installing runs in a terminal on the sample installation and patch source: what is printed, the status, and the
-// installation afterwards, file by file. Odd names and orders are the subject of tst_install_names; runs that end early
-// are in tst_install_failures and tst_install_tools.
-#include "expected_texts.h"
-#include "fake_installation.h"
-#include "fake_patch_server.h"
-#include "patch_source.h"
-#include "program_run.h"
+// installation afterwards, file by file. Unusual names and orders are the subject of tst_install_names; runs that end
+// early are in tst_install_failures and tst_install_tools.
+#include "installable_release.h"
 #include "sample_release.h"
 #include "test.h"
 #include "test_files.h"
 
 #include <QDir>
-
-#include <memory>
 
 using Answer = FakePatchServer::Answer;
 
@@ -25,7 +19,6 @@ private slots:
     {
         const Rows<bool, QStringList, bool, QByteArray, QByteArray> row("local", "options", "withInput", "input",
                                                                         "dialogue");
-        const QByteArray again = "Please enter 'y' if you wish to proceed, or 'n' if you wish to quit.\n";
         for (const bool local : {false, true}) {
             const QByteArray source = local ? "local source, " : "server, ";
             row(source + "yes", local, {}, true, "y\n", QUESTION + "\n");
@@ -34,7 +27,7 @@ private slots:
             row(source + "no question", local, {"-Q"}, true, "n\n", {});
         }
         row("server, yes after other answers", false, {}, true, "maybe\n\n Y\nYes\nn\n",
-            QUESTION + again.repeated(3) + "\n");
+            QUESTION + QUESTION_AGAIN.repeated(3) + "\n");
     }
 
     void everyKindOfArchiveIsInstalled()
@@ -44,26 +37,23 @@ private slots:
         QFETCH(bool, withInput);
         QFETCH(QByteArray, input);
         QFETCH(QByteArray, dialogue);
-        const Sample sample;
+        SampleRelease sample;
         const QStringList expected = sample.expectedListing();
-        FakePatchServer server;
-        sample.serve(server);
-        const QString url = local ? "file://" + sample.sourcePath() : server.url("/5.9");
-        Program program;
-        program.tavrin(RELEASE_DIRECTORY).input(input);
+        const QString url = local ? sample.localUrl() : sample.server.url("/5.9");
+        sample.program.input(input);
         if (!withInput) {
-            program.closedInput();
+            sample.program.closedInput();
         }
-        compareRun(program.run(QStringList{"-t"} + options + QStringList{url}), 0,
-                   reportOf("5.9", PATCHES) + NO_CONFLICT + dialogue + DOWNLOAD + downloadedAll() + APPLY +
-                       installingAll() + FINISH);
+        compareRun(sample.program.run(QStringList{"-t"} + options + QStringList{url}), 0,
+                   sample.installingRun(dialogue));
         QCOMPARE(listingOf(RELEASE_DIRECTORY), expected);
-        QCOMPARE(contentOf(RELEASE_DIRECTORY + "/lib/one.txt"), QByteArray("one, mended by P4\n"));
+        QCOMPARE(contentOf(RELEASE_DIRECTORY + "/lib/one.txt"), QByteArray("one, corrected by P4\n"));
         QCOMPARE(contentOf(RELEASE_DIRECTORY + "/lib/sub/six.txt"), QByteArray("six\n"));
         QCOMPARE(QDir(RELEASE_DIRECTORY + "/patches").entryList(QDir::Files),
                  (QStringList{"P1.tar", "P2.tar", "P3.tar.bz2", "P4.tar", "P5.gz", "P6.Z"}));
-        QCOMPARE(server.requestedPaths().size(), local ? 0 : 7);
-        QCOMPARE(QDir(program.home()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).filter(".tar"), QStringList());
+        QCOMPARE(sample.server.requestedPaths().size(), local ? 0 : 7);
+        const QDir home(sample.program.home());
+        QCOMPARE(home.entryList(QDir::AllEntries | QDir::NoDotAndDotDot).filter(".tar"), QStringList());
     }
 
     void closedStreamsDoNotGetIntoTheFiles_data()
@@ -82,129 +72,91 @@ private slots:
     void closedStreamsDoNotGetIntoTheFiles()
     {
         QFETCH(QVector<int>, closed);
-        const Sample sample;
+        SampleRelease sample;
         const QStringList expected = sample.expectedListing();
-        FakePatchServer server;
-        sample.serve(server);
-        server.answer("/5.9/", Answer::file(sample.sourcePath() + "/index.html").held());
-        Program program;
-        const std::unique_ptr<ProgramSession> session =
-            program.tavrin(RELEASE_DIRECTORY).closedStreams(closed).start({"-t", server.url("/5.9/")});
-        QTRY_COMPARE(server.requestedPaths().size(), 1);
+        sample.server.answer("/5.9/", Answer::file(sample.sourceFile("index.html")).held());
+        sample.program.closedStreams(closed);
+        const auto session = sample.start();
+        QTRY_COMPARE(sample.server.requestedPaths().size(), 1);
         for (const int descriptor : closed) {
             const QString link = QStringLiteral("/proc/%1/fd/%2").arg(session->processId()).arg(descriptor);
             QCOMPARE(QFile::symLinkTarget(link), QString("/dev/null"));
         }
         session->closeInput();
-        server.release("/5.9/");
-        const QByteArray output = reportOf("5.9", PATCHES) + NO_CONFLICT + QUESTION + DOWNLOAD + downloadedAll() +
-                                  APPLY + installingAll() + FINISH;
-        compareRun(session->finish(), 0, closed.contains(1) ? QByteArray() : output);
+        sample.server.release("/5.9/");
+        compareRun(session->finish(), 0, closed.contains(1) ? QByteArray() : sample.installingRun(QUESTION));
         QCOMPARE(listingOf(RELEASE_DIRECTORY), expected);
     }
 
     void secondRunFindsNothingNew()
     {
-        const Sample sample;
-        Program program;
-        program.tavrin(RELEASE_DIRECTORY).input("y\n");
-        const QString url = "file://" + sample.sourcePath();
-        QCOMPARE(program.run({"-t", url}).status, 0);
+        SampleRelease sample;
+        const QString url = sample.localUrl();
+        QCOMPARE(sample.program.run({"-t", url}).status, 0);
         const QStringList before = listingOf(RELEASE_DIRECTORY);
-        compareRun(program.run({"-t", url}), 0, reportOf("5.9"));
-        compareRun(program.run({"-t", "-n", url}), 0, reportOf("5.9"));
-        compareRun(program.run({"-t", "-L", url}), 0,
+        compareRun(sample.program.run({"-t", url}), 0, reportOf("5.9"));
+        compareRun(sample.program.run({"-t", "-n", url}), 0, reportOf("5.9"));
+        compareRun(sample.program.run({"-t", "-L", url}), 0,
                    headerLine("5.9") + "   P1\n   P2\n   P3\n   P4\n   P5\n   P6\n\nNo new patches\n");
         QCOMPARE(listingOf(RELEASE_DIRECTORY), before);
     }
 
     void verboseRunShowsEveryCommand()
     {
-        const Sample sample({"P1", "P4", "P6"});
-        Program program;
-        const ProgramRun run =
-            program.tavrin(RELEASE_DIRECTORY).input("y\n").run({"-t", "-v", "file://" + sample.sourcePath()});
+        SampleRelease sample({"P1", "P4", "P6"});
         const QByteArray patches = "/opt/tavrin/5.9/patches/";
-        const QByteArray archiver = "/opt/tavrin/5.9/bin/bsdtar";
-        const QByteArray execute = "Executing system command: ";
-        compareRun(run, 0,
-                   reportOf("5.9", {PATCHES.at(1), PATCHES.at(2), PATCHES.at(4)}) + NO_CONFLICT + QUESTION + "\n" +
-                       DOWNLOAD + "Downloaded P2.tar.gz\nDownloaded P3.tar.bz2\nDownloaded P5.gz\n" + APPLY + execute +
-                       "gunzip " + patches + "P2.tar.gz\n" + execute + archiver + " -xvPf " + patches + "P2.tar\n" +
-                       installing("P2.tar", {"data/pf/two.pf", "include/two.h", "patched/P2"}) + execute + "gunzip " +
-                       patches + "P3.tar.bz2\n" + "gzip: " + patches +
-                       "P3.tar.bz2: unknown suffix -- ignored\n\nContinuing...\n" + execute + archiver + " -xvPf " +
-                       patches + "P3.tar.bz2\n" + installing("P3.tar.bz2", {"bin/three", "patched/P3"}) + execute +
-                       archiver + " -xvPf " + patches + "P5.gz\n" +
-                       installing("P5.gz", {"man/man1/five.1", "patched/P5"}) + PAGE + execute +
-                       "perl /opt/tavrin/5.9/bin/ozna_installed_patches -v\n" + PAGE_DONE);
+        const QByteArray archiver = "/opt/tavrin/5.9/bin/bsdtar -xvPf " + patches;
+        compareRun(sample.program.run({"-t", "-v", sample.localUrl()}), 0,
+                   sample.report() + NO_CONFLICT + QUESTION + "\n" + DOWNLOAD +
+                       downloaded({"P2.tar.gz", "P3.tar.bz2", "P5.gz"}) + APPLY +
+                       executing("gunzip " + patches + "P2.tar.gz") + executing(archiver + "P2.tar") +
+                       installing("P2.tar", {"data/pf/two.pf", "include/two.h", "patched/P2"}) +
+                       executing("gunzip " + patches + "P3.tar.bz2") + "gzip: " + patches +
+                       "P3.tar.bz2: unknown suffix -- ignored\n\nContinuing...\n" + executing(archiver + "P3.tar.bz2") +
+                       installing("P3.tar.bz2", {"bin/three", "patched/P3"}) + executing(archiver + "P5.gz") +
+                       installing("P5.gz", {"man/man1/five.1", "patched/P5"}) + PAGE +
+                       executing("perl /opt/tavrin/5.9/bin/ozna_installed_patches -v") + PAGE_DONE);
     }
 
     void onlyTheMissingPatchesAreFetched()
     {
-        const Sample sample({"P1", "P2", "P4", "P5", "P6"});
-        FakePatchServer server;
-        server.answer("/5.9/", Answer::file(sample.sourcePath() + "/index.html"));
-        server.answer("/5.9/P3.tar.bz2", Answer::file(sample.sourcePath() + "/P3.tar.bz2"));
-        Program program;
-        compareRun(program.tavrin(RELEASE_DIRECTORY).input("y\n").run({"-t", server.url("/5.9/")}), 0,
-                   reportOf("5.9", {PATCHES.at(2)}) + NO_CONFLICT + QUESTION + "\n" + DOWNLOAD +
-                       "Downloaded P3.tar.bz2\n" + APPLY + installing("P3.tar.bz2", {"bin/three", "patched/P3"}) +
-                       FINISH);
-        QCOMPARE(server.requestedPaths(), (QList<QByteArray>{"/5.9/", "/5.9/P3.tar.bz2"}));
+        SampleRelease sample({"P1", "P2", "P4", "P5", "P6"});
+        compareRun(sample.run(), 0, sample.installingRun());
+        QCOMPARE(sample.server.requestedPaths(), (QList<QByteArray>{"/5.9/", "/5.9/P3.tar.bz2"}));
         QVERIFY(!QFileInfo::exists(RELEASE_DIRECTORY + "/lib/one.txt"));
     }
 
-    void refusalLeavesEverythingAsItIs()
+    void runThatInstallsNothingChangesNothing_data()
     {
-        const Sample sample;
-        const QStringList before = listingOf(RELEASE_DIRECTORY);
-        FakePatchServer server;
-        sample.serve(server);
-        Program program;
-        compareRun(program.tavrin(RELEASE_DIRECTORY).input("No\n").run({"-t", server.url("/5.9/")}), 0,
-                   reportOf("5.9", PATCHES) + NO_CONFLICT + QUESTION + "\nExiting\n");
-        QCOMPARE(server.requestedPaths(), QList<QByteArray>{"/5.9/"});
-        QCOMPARE(listingOf(RELEASE_DIRECTORY), before);
+        const Rows<QStringList, QStringList, QByteArray, QByteArray> row("options", "patched", "input", "rest");
+        row("refused", {}, {}, "No\n", NO_CONFLICT + QUESTION + EXITING);
+        row("dry run", {"-n"}, {"P2"}, {}, DRY_RUN);
+        row("verbose dry run", {"-n", "-v"}, {"P2"}, {}, DRY_RUN);
+        row("dry run beside running systems", {"-n", "-Q"}, {"P2"}, {}, DRY_RUN);
     }
 
-    void dryRunChangesNothing_data()
-    {
-        const Rows<QStringList> row("options");
-        row("alone", {"-n"});
-        row("verbose", {"-n", "-v"});
-        row("beside running systems", {"-n", "-Q"});
-    }
-
-    void dryRunChangesNothing()
+    void runThatInstallsNothingChangesNothing()
     {
         QFETCH(QStringList, options);
-        const Sample sample({"P2"});
+        QFETCH(QStringList, patched);
+        QFETCH(QByteArray, input);
+        QFETCH(QByteArray, rest);
+        SampleRelease sample(patched);
         const QStringList before = listingOf(RELEASE_DIRECTORY);
-        FakePatchServer server;
-        sample.serve(server);
-        QList<UnappliedPatch> missing = PATCHES;
-        missing.removeAt(1);
-        Program program;
-        compareRun(
-            program.tavrin(RELEASE_DIRECTORY).run(QStringList{"-t"} + options + QStringList{server.url("/5.9/")}), 0,
-            reportOf("5.9", missing) + STEPS_HEADING + NO_CONFLICT + DRY_STEPS);
-        QCOMPARE(server.requestedPaths(), QList<QByteArray>{"/5.9/"});
+        sample.program.input(input);
+        compareRun(sample.run(options), 0, sample.report() + rest);
+        QCOMPARE(sample.server.requestedPaths(), QList<QByteArray>{"/5.9/"});
         QCOMPARE(listingOf(RELEASE_DIRECTORY), before);
     }
 
-    // Many a server announces a compressed archive as an encoded plain one, and Qt decodes it while it comes in.
+    // Many servers announce a compressed archive as an encoded plain one, and Qt decodes it while it comes in.
     void archiveThatTheServerCallsEncodedIsInstalled()
     {
-        const Sample sample({"P1", "P3", "P4", "P5", "P6"});
-        FakePatchServer server;
-        server.answer("/5.9/", Answer::file(sample.sourcePath() + "/index.html"));
-        server.answer("/5.9/P2.tar.gz",
-                      Answer::file(sample.sourcePath() + "/P2.tar.gz").header("Content-Encoding", "gzip"));
-        Program program;
-        compareRun(program.tavrin(RELEASE_DIRECTORY).input("y\n").run({"-t", server.url("/5.9/")}), 0,
-                   reportOf("5.9", {PATCHES.at(1)}) + NO_CONFLICT + QUESTION + "\n" + DOWNLOAD +
-                       "Downloaded P2.tar.gz\n" + APPLY +
+        SampleRelease sample({"P1", "P3", "P4", "P5", "P6"});
+        sample.server.answer("/5.9/P2.tar.gz",
+                             Answer::file(sample.sourceFile("P2.tar.gz")).header("Content-Encoding", "gzip"));
+        compareRun(sample.run(), 0,
+                   sample.report() + NO_CONFLICT + QUESTION + "\n" + DOWNLOAD + downloaded({"P2.tar.gz"}) + APPLY +
                        installing("P2.tar.gz", {"data/pf/two.pf", "include/two.h", "patched/P2"}) + FINISH);
         QCOMPARE(contentOf(RELEASE_DIRECTORY + "/data/pf/two.pf"), QByteArray("1 blue\n2 red\n"));
     }
@@ -216,37 +168,27 @@ private slots:
             const QByteArray body = QByteArray::number(content.size(), 16) + "\r\n" + content + "\r\n0\r\n\r\n";
             return Answer::body(body).header("Transfer-Encoding", "Chunked"); // the server adds the length of all this
         };
-        FakeInstallation installation;
-        installation.withTools();
-        FakePatchServer server;
-        server.answer("/", inChunks(PatchPage().entry("P1", "1 May", "text", "P1.tar").html()));
-        const QByteArray archive = archiveOf(installation.path("patched/P1"), "text");
-        server.answer("/P1.tar", inChunks(archive));
-        Program program;
-        compareRun(program.tavrin(installation.path()).input("y\n").run({"-t", server.url()}), 0,
-                   untilDownload(1) + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + FINISH);
-        QCOMPARE(contentOf(installation.path("patches/P1.tar")), archive);
+        ServedRelease release;
+        const QByteArray archive = archiveOf(release.installation.path("patched/P1"), "text");
+        release.server.answer("/5.9/", inChunks(pageWith({"P1.tar"}).html()));
+        release.server.answer("/5.9/P1.tar", inChunks(archive));
+        compareRun(release.run(), 0, untilUnpacking({"P1.tar"}) + installing("P1.tar", {"patched/P1"}) + FINISH);
+        QCOMPARE(release.content("patches/P1.tar"), archive);
     }
 
-    // Also where standard output is a file or a pipe, which would hold it back; what comes behind the check may be
-    // held.
+    // Also where standard output is a file or a pipe, which would hold it back; what comes after the check may be held.
     void checkIsShownBesideARunningSystemBeforeTheDownloadsEnd()
     {
-        const Sample sample({"P1", "P2", "P4", "P5", "P6"});
-        FakePatchServer server;
-        server.answer("/5.9/", Answer::file(sample.sourcePath() + "/index.html"));
-        server.answer("/5.9/P3.tar.bz2", Answer::file(sample.sourcePath() + "/P3.tar.bz2").held());
-        Program program;
-        program.tavrin(RELEASE_DIRECTORY).runningSystems("5.9\tuser\t/home/user\t4711\n");
-        const std::unique_ptr<ProgramSession> session = program.start({"-t", "-Q", server.url("/5.9/")});
-        QTRY_COMPARE(server.requestedPaths().size(), 2);
-        const QByteArray shown = reportOf("5.9", {PATCHES.at(2)}) + CHECK;
+        SampleRelease sample({"P1", "P2", "P4", "P5", "P6"});
+        sample.server.answer("/5.9/P3.tar.bz2", Answer::file(sample.sourceFile("P3.tar.bz2")).held());
+        sample.program.runningSystems(runningSystem());
+        const auto session = sample.start({"-Q"});
+        QTRY_COMPARE(sample.server.requestedPaths().size(), 2);
+        const QByteArray shown = sample.report() + CHECK;
         QVERIFY(session->waitForOutput(shown));
-        server.release("/5.9/P3.tar.bz2");
+        sample.server.release("/5.9/P3.tar.bz2");
         compareRun(session->finish(), 0,
-                   shown + "WARNING: A running Tavrin Real Time System of version '5.9' was detected.\n" +
-                       "\n-Q option: continuing ...\n\n" + DOWNLOAD + "Downloaded P3.tar.bz2\n" + APPLY +
-                       installing("P3.tar.bz2", {"bin/three", "patched/P3"}) + FINISH);
+                   shown + systemDetected() + ALLOWED_TO_CONTINUE + DOWNLOAD + sample.installation());
     }
 };
 

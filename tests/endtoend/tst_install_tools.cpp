@@ -1,49 +1,28 @@
-// Installing runs in which a tool is missing, fails or talks: the archive tool, the decompressor, perl and the page
-// script that it runs. Recorders stand for the tools where it matters how they are called.
+// Installing runs in which a tool is missing, fails or prints something: the archive tool, the decompressor, perl and
+// the page script that it runs. Recorders replace the tools where it matters how they are called.
 #include "expected_texts.h"
-#include "fake_installation.h"
-#include "fake_tools.h"
-#include "helper_run.h"
-#include "patch_source.h"
-#include "program_run.h"
+#include "installable_release.h"
 #include "test.h"
-#include "test_files.h"
 
 namespace {
 
-// An installation with recorders for all tools and a local source with one archive, for runs in which a tool fails.
-struct Workshop
-{
-    explicit Workshop(const QString& archive = QStringLiteral("P1.tar"))
-        : name(archive), source(PatchPage().entry("P1", "1 May", "text", archive))
-    {
-        tools.addTo(installation.path("bin"), "bsdtar");
-        tools.add("gunzip");
-        tools.add("perl");
-        source.withFile(archive, "an archive");
-    }
-
-    ProgramRun run(const QStringList& options = {})
-    {
-        Program program;
-        program.tavrin(installation.path()).path(tools.pathDirectory()).input("y\n");
-        return program.run(QStringList{"-t"} + options + QStringList{source.url()});
-    }
-
-    // The output up to the install sequence.
-    QByteArray untilUnpacking() const
-    {
-        return untilDownload(1) + "Downloaded " + name.toUtf8() + '\n' + APPLY;
-    }
-
-    QString name;
-    FakeInstallation installation;
-    FakeTools tools;
-    LocalSource source;
-};
-
+const QByteArray ARCHIVER = "/opt/tavrin/5.9/bin/bsdtar";
 const QString UNPACK = QStringLiteral("bsdtar|-xvPf|/opt/tavrin/5.9/patches/");
 const QString WRITE_PAGE = QStringLiteral("perl|/opt/tavrin/5.9/bin/ozna_installed_patches");
+
+const QByteArray UNTIL_UNPACKING = untilUnpacking({"P1.tar"});
+const QByteArray INSTALLED = installing("P1.tar", {});
+const QByteArray UNTIL_UNPACKING_GZ = untilUnpacking({"P1.tar.gz"});
+const QByteArray INSTALLED_GZ = installing("P1.tar.gz", {});
+
+FakeTool toolThatPrints(const QByteArray& output, const QByteArray& errors, int status = 0)
+{
+    FakeTool tool;
+    tool.output = output;
+    tool.errors = errors;
+    tool.status = status;
+    return tool;
+}
 
 } // namespace
 
@@ -54,25 +33,21 @@ class TstInstallTools : public Test
 private slots:
     void toolsAreNoticedToEndWithTheChildSignalBlocked()
     {
-        Workshop workshop;
-        Program program;
-        program.tavrin(workshop.installation.path()).path(workshop.tools.pathDirectory()).input("y\n");
-        compareRun(program.blockedChildSignal().run({"-t", workshop.source.url()}), 0,
-                   workshop.untilUnpacking() + installing("P1.tar", {}) + FINISH);
+        RecordedRelease release;
+        release.program.blockedChildSignal();
+        compareRun(release.run(), 0, UNTIL_UNPACKING + INSTALLED + FINISH);
     }
 
     void missingArchiverEndsTheRun()
     {
-        Workshop workshop;
-        workshop.installation.without("bin/bsdtar");
-        compareRun(workshop.run(), 1, workshop.untilUnpacking(),
-                   "System command '/opt/tavrin/5.9/bin/bsdtar' failed:\n  " +
-                       startErrorOf(workshop.installation.path("bin/bsdtar")).toUtf8() + '\n');
-        QCOMPARE(workshop.tools.callLines(), QStringList());
-        QCOMPARE(contentOf(workshop.installation.path("patches/P1.tar")), QByteArray("an archive"));
+        RecordedRelease release;
+        release.installation.without("bin/bsdtar");
+        compareRun(release.run(), 1, UNTIL_UNPACKING, commandMissing(ARCHIVER));
+        QCOMPARE(release.tools.callLines(), QStringList());
+        QCOMPARE(release.content("patches/P1.tar"), QByteArray("an archive"));
     }
 
-    void archiverMayTalk_data()
+    void archiverMayPrint_data()
     {
         const Rows<QByteArray, QByteArray, QByteArray> row("output", "errors", "shown");
         row("silence", {}, {}, {});
@@ -81,18 +56,15 @@ private slots:
         row("both", "said\n", "x one\n", "x one\n\n");
     }
 
-    void archiverMayTalk()
+    void archiverMayPrint()
     {
         QFETCH(QByteArray, output);
         QFETCH(QByteArray, errors);
         QFETCH(QByteArray, shown);
-        Workshop workshop;
-        FakeTool talking;
-        talking.output = output;
-        talking.errors = errors;
-        workshop.tools.addTo(workshop.installation.path("bin"), "bsdtar", talking);
-        compareRun(workshop.run(), 0, workshop.untilUnpacking() + shown + installing("P1.tar", {}) + FINISH);
-        QCOMPARE(workshop.tools.callLines(), (QStringList{UNPACK + "P1.tar", WRITE_PAGE}));
+        RecordedRelease release;
+        release.setTool("bsdtar", toolThatPrints(output, errors));
+        compareRun(release.run(), 0, UNTIL_UNPACKING + shown + INSTALLED + FINISH);
+        QCOMPARE(release.tools.callLines(), (QStringList{UNPACK + "P1.tar", WRITE_PAGE}));
     }
 
     void failingArchiverEndsTheRun_data()
@@ -109,25 +81,21 @@ private slots:
         QFETCH(QByteArray, output);
         QFETCH(QByteArray, errors);
         QFETCH(QByteArray, message);
-        Workshop workshop;
-        FakeTool failing;
-        failing.status = 1;
-        failing.output = output;
-        failing.errors = errors;
-        workshop.tools.addTo(workshop.installation.path("bin"), "bsdtar", failing);
-        compareRun(workshop.run(), 1, workshop.untilUnpacking(), message);
-        QCOMPARE(workshop.tools.callLines(), QStringList{UNPACK + "P1.tar"});
+        RecordedRelease release;
+        release.setTool("bsdtar", toolThatPrints(output, errors, 1));
+        compareRun(release.run(), 1, UNTIL_UNPACKING, message);
+        QCOMPARE(release.tools.callLines(), QStringList{UNPACK + "P1.tar"});
     }
 
     void missingDecompressorDoesNotMatter()
     {
-        Workshop workshop("P1.tar.gz");
-        workshop.tools.remove("gunzip");
-        compareRun(workshop.run(), 0, workshop.untilUnpacking() + installing("P1.tar.gz", {}) + FINISH);
-        QCOMPARE(workshop.tools.callLines(), (QStringList{UNPACK + "P1.tar.gz", WRITE_PAGE}));
+        RecordedRelease release("P1.tar.gz");
+        release.tools.remove("gunzip");
+        compareRun(release.run(), 0, UNTIL_UNPACKING_GZ + INSTALLED_GZ + FINISH);
+        QCOMPARE(release.tools.callLines(), (QStringList{UNPACK + "P1.tar.gz", WRITE_PAGE}));
     }
 
-    void decompressorIsHeardOnlyWhenVerbose_data()
+    void decompressorsOutputIsShownOnlyWhenVerbose_data()
     {
         const Rows<QStringList, QByteArray, QByteArray, QByteArray> row("options", "output", "errors", "shown");
         row("not verbose", {}, "said\n", "complained\n", {});
@@ -136,93 +104,71 @@ private slots:
         row("verbose and silent", {"-v"}, {}, {}, {});
     }
 
-    void decompressorIsHeardOnlyWhenVerbose()
+    void decompressorsOutputIsShownOnlyWhenVerbose()
     {
         QFETCH(QStringList, options);
         QFETCH(QByteArray, output);
         QFETCH(QByteArray, errors);
         QFETCH(QByteArray, shown);
-        Workshop workshop("P1.tar.gz");
-        FakeTool talking;
-        talking.status = 1;
-        talking.output = output;
-        talking.errors = errors;
-        workshop.tools.add("gunzip", talking);
-        const ProgramRun run = workshop.run(options);
-        const QByteArray file = "/opt/tavrin/5.9/patches/P1.tar.gz\n";
-        const bool verbose = options.contains("-v");
-        const auto echo = [verbose](const QByteArray& command) {
-            return verbose ? "Executing system command: " + command : QByteArray();
+        RecordedRelease release("P1.tar.gz");
+        release.setTool("gunzip", toolThatPrints(output, errors, 1));
+        const auto echo = [&options](const QByteArray& command) {
+            return options.contains("-v") ? executing(command) : QByteArray();
         };
-        compareRun(run, 0,
-                   workshop.untilUnpacking() + echo("gunzip " + file) + shown +
-                       echo("/opt/tavrin/5.9/bin/bsdtar -xvPf " + file) + installing("P1.tar.gz", {}) + PAGE +
-                       echo("perl /opt/tavrin/5.9/bin/ozna_installed_patches -v\n") + PAGE_DONE);
+        const QByteArray file = " /opt/tavrin/5.9/patches/P1.tar.gz";
+        compareRun(release.run(options), 0,
+                   UNTIL_UNPACKING_GZ + echo("gunzip" + file) + shown + echo(ARCHIVER + " -xvPf" + file) +
+                       INSTALLED_GZ + PAGE + echo("perl /opt/tavrin/5.9/bin/ozna_installed_patches -v") + PAGE_DONE);
     }
 
     void decompressorThatLosesTheFileEndsTheRun()
     {
-        Workshop workshop("P1.tar.gz");
+        RecordedRelease release("P1.tar.gz");
         FakeTool losing;
         losing.script = "/bin/rm \"$1\"";
-        workshop.tools.add("gunzip", losing);
-        compareRun(workshop.run(), 1, workshop.untilUnpacking(), "Failed to decompress file P1.tar\n");
-        QCOMPARE(workshop.tools.callLines(), QStringList{"gunzip|/opt/tavrin/5.9/patches/P1.tar.gz"});
+        release.setTool("gunzip", losing);
+        compareRun(release.run(), 1, UNTIL_UNPACKING_GZ, "Failed to decompress file P1.tar\n");
+        QCOMPARE(release.tools.callLines(), QStringList{"gunzip|/opt/tavrin/5.9/patches/P1.tar.gz"});
     }
 
     void failingPageScriptEndsTheRun_data()
     {
+        // script: none for an installation without it
         const Rows<QByteArray, QByteArray> row("script", "message");
         row("dies", "die \"no page today\\n\";", "no page today\n\n");
         row("complains on standard output", "print \"no page\"; exit 3;", "no page\n");
         row("kills itself", "print STDERR \"dying\\n\"; kill 'KILL', $$;", "dying\n\n");
+        row("missing", {},
+            "Can't open perl script \"/opt/tavrin/5.9/bin/ozna_installed_patches\": No such file or directory\n\n");
     }
 
     void failingPageScriptEndsTheRun()
     {
         QFETCH(QByteArray, script);
         QFETCH(QByteArray, message);
-        FakeInstallation installation;
-        installation.withTools().withFile("bin/ozna_installed_patches", script);
-        LocalSource source(PatchPage().entry("P1", "1 May", "text", "P1.tar"));
-        source.withFile("P1.tar", archiveOf(installation.path("patched/P1"), "text"));
-        Program program;
-        compareRun(program.tavrin(installation.path()).input("y\n").run({"-t", source.url()}), 1,
-                   untilDownload(1) + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + PAGE,
-                   message);
-        QCOMPARE(contentOf(installation.path("patched/P1")), QByteArray("text"));
+        InstallableRelease release;
+        if (script.isEmpty()) {
+            release.installation.without("bin/ozna_installed_patches");
+        } else {
+            release.installation.withFile("bin/ozna_installed_patches", script);
+        }
+        compareRun(release.run(), 1, UNTIL_UNPACKING + installing("P1.tar", {"patched/P1"}) + PAGE, message);
+        QCOMPARE(release.content("patched/P1"), QByteArray("text"));
     }
 
-    void missingPageScriptEndsTheRun()
+    void outputOfThePageScriptIsNotShown()
     {
-        FakeInstallation installation;
-        installation.withTools().without("bin/ozna_installed_patches");
-        LocalSource source(PatchPage().entry("P1", "1 May", "text", "P1.tar"));
-        source.withFile("P1.tar", archiveOf(installation.path("patched/P1"), "text"));
-        Program program;
-        compareRun(
-            program.tavrin(installation.path()).input("y\n").run({"-t", source.url()}), 1,
-            untilDownload(1) + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + PAGE,
-            "Can't open perl script \"/opt/tavrin/5.9/bin/ozna_installed_patches\": No such file or directory\n\n");
-    }
-
-    void talkingPageScriptIsNotHeard()
-    {
-        Workshop workshop;
-        FakeTool talking;
-        talking.output = "wrote it\n";
-        talking.errors = "warning\n";
-        workshop.tools.add("perl", talking);
-        compareRun(workshop.run(), 0, workshop.untilUnpacking() + installing("P1.tar", {}) + FINISH);
-        QCOMPARE(workshop.tools.callLines(), (QStringList{UNPACK + "P1.tar", WRITE_PAGE}));
+        RecordedRelease release;
+        release.setTool("perl", toolThatPrints("wrote it\n", "warning\n"));
+        compareRun(release.run(), 0, UNTIL_UNPACKING + INSTALLED + FINISH);
+        QCOMPARE(release.tools.callLines(), (QStringList{UNPACK + "P1.tar", WRITE_PAGE}));
     }
 
     void missingPerlEndsTheRun()
     {
-        Workshop workshop;
-        workshop.tools.remove("perl");
-        compareRun(workshop.run(), 1, workshop.untilUnpacking() + installing("P1.tar", {}) + PAGE,
-                   "System command 'perl' failed:\n  " + startErrorOf("/nowhere/perl").toUtf8() + '\n');
+        RecordedRelease release;
+        release.tools.remove("perl");
+        compareRun(release.run(), 1, UNTIL_UNPACKING + INSTALLED + PAGE, commandMissing("perl"));
     }
 };
 

@@ -2,11 +2,7 @@
 // sendmail program that delivers into a file, and otherwise with a recorder for perl, which shows when a mail is sent
 // and what a mailer that fails or talks does to the run.
 #include "expected_texts.h"
-#include "fake_installation.h"
-#include "fake_patch_server.h"
-#include "fake_tools.h"
-#include "patch_source.h"
-#include "program_run.h"
+#include "installable_release.h"
 #include "test.h"
 #include "test_files.h"
 #include "test_paths.h"
@@ -19,7 +15,7 @@ namespace {
 
 const QString ADDRESS = QStringLiteral("admin@host.test");
 
-// The body of the mail for patches that are missing.
+// The body of the mail about the missing patches.
 QByteArray bodyOf(const QStringList& missing)
 {
     QByteArray body = headerLine("5.9") + "On " + QHostInfo::localHostName().toUtf8() +
@@ -30,13 +26,35 @@ QByteArray bodyOf(const QStringList& missing)
     return body;
 }
 
-PatchPage threePatches()
+const PatchPage THREE_PATCHES = PatchPage()
+                                    .entry("P1", "1 May", "The first: Not Installed")
+                                    .entry("P2", "2 May", "The second")
+                                    .entry("P3", "3 May", "The third");
+
+// Release 5.9 with P2, and a perl that reads its input and notes its calls.
+class MailingRelease : public InstallableRelease
 {
-    return PatchPage()
-        .entry("P1", "1 May", "The first: Not Installed")
-        .entry("P2", "2 May", "The second")
-        .entry("P3", "3 May", "The third");
-}
+public:
+    MailingRelease() : InstallableRelease(THREE_PATCHES)
+    {
+        installation.withPatched("P2");
+        setPerl(FakeTool());
+        program.path(tools.pathDirectory());
+    }
+
+    void setPerl(FakeTool perl)
+    {
+        perl.readsInput = true;
+        tools.add("perl", perl);
+    }
+
+    ProgramRun mail(const QStringList& options = {})
+    {
+        return run(QStringList{"-m", ADDRESS} + options);
+    }
+
+    FakeTools tools;
+};
 
 } // namespace
 
@@ -51,18 +69,20 @@ private slots:
         if (sendmail.isEmpty()) {
             QSKIP("there is no esmtp on this machine to send a mail through");
         }
-        QVERIFY(QFile::copy(projectSourceDir() + "/demo/rtmail", installation->path("rtmail")));
-        const QStringList before = installation->tree();
-        Program program;
-        program.tavrin(installation->path()).workingDirectory(installation->path()).set("SENDMAIL", sendmail);
-        // Whoever has an address without a host lives here and gets the mail without a network.
-        const QString settings = program.home() + "/.esmtprc";
-        writeTestFile(settings, "mda \"/bin/cat >'" + program.home().toUtf8() + "/mail for %T'\"\n");
-        QVERIFY(QFile::setPermissions(settings, QFile::ReadOwner | QFile::WriteOwner));
+        InstallableRelease release(THREE_PATCHES);
+        const QString directory = release.installation.path();
+        release.installation.withPatched("P2");
+        QVERIFY(QFile::copy(projectSourceDir() + "/demo/rtmail", directory + "/rtmail"));
+        const QStringList before = release.installation.tree();
+        release.program.workingDirectory(directory).set("SENDMAIL", sendmail);
+        // An address without a host is a local one and gets the mail without a network.
+        const QString home = release.program.home();
+        writeTestFile(home + "/.esmtprc", "mda \"/bin/cat >'" + home.toUtf8() + "/mail for %T'\"\n");
+        QVERIFY(QFile::setPermissions(home + "/.esmtprc", QFile::ReadOwner | QFile::WriteOwner));
 
-        compareRun(program.run({"-t", "-m", "admin", source->url()}), 0, QByteArray());
-        QCOMPARE(installation->tree(), before);
-        const QByteArray mail = contentOf(program.home() + "/mail for admin");
+        compareRun(release.run({"-m", "admin"}), 0, {});
+        QCOMPARE(release.installation.tree(), before);
+        const QByteArray mail = contentOf(home + "/mail for admin");
         const int end = mail.indexOf("\n\n");
         QCOMPARE(mail.mid(end + 2), bodyOf({"P1", "P3"}));
         QStringList headers = QString::fromUtf8(mail.left(end)).split('\n');
@@ -75,11 +95,16 @@ private slots:
 
     void mailerGetsTheReport_data()
     {
-        const Rows<QStringList, QStringList, QStringList, QByteArray> row("options", "patched", "missing", "arguments");
-        row("one missing", {}, {"P1"}, {"P3"}, "rtmail|-s|'1 Tavrin patches available' |admin@host.test");
-        row("two missing", {}, {}, {"P1", "P3"}, "rtmail|-s|'2 Tavrin patches available' |admin@host.test");
-        row("unapplied only", {"-l"}, {}, {"P1", "P3"}, "rtmail|-s|'2 Tavrin patches available' |admin@host.test");
-        row("verbose", {"-v"}, {}, {"P1", "P3"}, "rtmail|-v|-s|'2 Tavrin patches available' |admin@host.test");
+        const Rows<QStringList, QStringList, QStringList, QByteArray, QByteArray> row("options", "patched", "missing",
+                                                                                      "arguments", "output");
+        const QByteArray two = "rtmail|-s|'2 Tavrin patches available' |admin@host.test";
+        row("one missing", {}, {"P1"}, {"P3"}, "rtmail|-s|'1 Tavrin patches available' |admin@host.test", {});
+        row("two missing", {}, {}, {"P1", "P3"}, two, {});
+        row("unapplied only", {"-l"}, {}, {"P1", "P3"}, two, {});
+        row("installing option", {"-Q"}, {}, {"P1", "P3"}, two, {});
+        row("dry run, which shows its steps", {"-n"}, {}, {"P1", "P3"}, two, NO_CONFLICT + DRY_STEPS);
+        row("verbose", {"-v"}, {}, {"P1", "P3"}, "rtmail|-v|-s|'2 Tavrin patches available' |admin@host.test",
+            executing("perl rtmail -v -s '2 Tavrin patches available'  admin@host.test"));
     }
 
     void mailerGetsTheReport()
@@ -88,28 +113,23 @@ private slots:
         QFETCH(QStringList, patched);
         QFETCH(QStringList, missing);
         QFETCH(QByteArray, arguments);
+        QFETCH(QByteArray, output);
+        MailingRelease release;
         for (const QString& name : patched) {
-            installation->withPatched(name);
+            release.installation.withPatched(name);
         }
-        const QStringList before = installation->tree();
+        const QStringList before = release.installation.tree();
         FakePatchServer server;
-        server.answer("/5.9/", FakePatchServer::Answer::body(threePatches().html()));
-        FakeTools tools;
-        recordPerl(tools);
-        Program program;
-        const ProgramRun run =
-            prepare(program, tools).run(QStringList{"-t", "-m", ADDRESS} + options + QStringList{server.url("/5.9/")});
-        const QByteArray echo = options.contains("-v")
-                                    ? "Executing system command: perl " + QByteArray(arguments).replace('|', ' ') + '\n'
-                                    : QByteArray();
-        compareRun(run, 0, echo);
-        const QList<FakeToolCall> calls = tools.calls();
+        server.answer("/5.9/", FakePatchServer::Answer::body(THREE_PATCHES.html()));
+        compareRun(release.program.run(QStringList{"-t", "-m", ADDRESS} + options + QStringList{server.url("/5.9/")}),
+                   0, output);
+        const QList<FakeToolCall> calls = release.tools.calls();
         QCOMPARE(calls.size(), 1);
         QCOMPARE(calls.first().arguments.join('|'), arguments);
         QCOMPARE(calls.first().input, bodyOf(missing));
-        QCOMPARE(calls.first().workingDirectory, program.home());
+        QCOMPARE(calls.first().workingDirectory, release.program.home());
         QCOMPARE(server.requestedPaths(), QList<QByteArray>{"/5.9/"});
-        QCOMPARE(installation->tree(), before);
+        QCOMPARE(release.installation.tree(), before);
     }
 
     void nothingIsSentWhenThereIsNothingToTell_data()
@@ -125,40 +145,15 @@ private slots:
     {
         QFETCH(QStringList, options);
         QFETCH(QStringList, patched);
+        MailingRelease release;
         for (const QString& name : patched) {
-            installation->withPatched(name);
+            release.installation.withPatched(name);
         }
-        FakeTools tools;
-        recordPerl(tools);
-        Program program;
-        const QStringList arguments = QStringList{"-t", "-m", ADDRESS} + options + QStringList{source->url()};
-        compareRun(prepare(program, tools).run(arguments), 0, QByteArray());
-        QVERIFY(tools.calls().isEmpty());
+        compareRun(release.mail(options), 0, {});
+        QVERIFY(release.tools.calls().isEmpty());
     }
 
-    void dryRunMailsAndShowsItsSteps()
-    {
-        FakeTools tools;
-        recordPerl(tools);
-        Program program;
-        compareRun(prepare(program, tools).run({"-t", "-n", "-m", ADDRESS, source->url()}), 0, NO_CONFLICT + DRY_STEPS);
-        QCOMPARE(tools.calls().size(), 1);
-        QCOMPARE(tools.calls().first().input, bodyOf({"P1", "P3"}));
-    }
-
-    void installingOptionsInstallNothing()
-    {
-        FakeTools tools;
-        recordPerl(tools);
-        const QStringList before = installation->tree();
-        Program program;
-        compareRun(prepare(program, tools).input("y\n").run({"-t", "-Q", "-m", ADDRESS, source->url()}), 0,
-                   QByteArray());
-        QCOMPARE(tools.calls().size(), 1);
-        QCOMPARE(installation->tree(), before);
-    }
-
-    void talkingMailerFailsTheRun_data()
+    void outputOfTheMailerFailsTheRun_data()
     {
         const Rows<QByteArray, QByteArray, QByteArray> row("output", "errors", "message");
         row("standard error", {}, "queued only\n", "queued only\n\n");
@@ -166,81 +161,53 @@ private slots:
         row("both", "sent\n", "queued only\n", "queued only\n\n");
     }
 
-    void talkingMailerFailsTheRun()
+    void outputOfTheMailerFailsTheRun()
     {
         QFETCH(QByteArray, output);
         QFETCH(QByteArray, errors);
         QFETCH(QByteArray, message);
-        FakeTools tools;
-        FakeTool talking;
-        talking.output = output;
-        talking.errors = errors;
-        recordPerl(tools, talking);
-        Program program;
-        compareRun(prepare(program, tools).run({"-t", "-m", ADDRESS, source->url()}), 1, QByteArray(), message);
-        QCOMPARE(tools.calls().size(), 1);
+        MailingRelease release;
+        FakeTool printing;
+        printing.output = output;
+        printing.errors = errors;
+        release.setPerl(printing);
+        compareRun(release.mail(), 1, {}, message);
+        QCOMPARE(release.tools.calls().size(), 1);
     }
 
-    void failingMailerIsSilence_data()
+    void failingMailerIsNotReported_data()
     {
         const Rows<int, QByteArray> row("status", "script");
         row("status", 75, ":");
         row("killed", 0, "kill -KILL $$");
     }
 
-    void failingMailerIsSilence()
+    void failingMailerIsNotReported()
     {
         QFETCH(int, status);
         QFETCH(QByteArray, script);
-        FakeTools tools;
+        MailingRelease release;
         FakeTool failing;
         failing.status = status;
         failing.script = "echo said; echo no way to send >&2; " + script;
-        recordPerl(tools, failing);
-        Program program;
-        compareRun(prepare(program, tools).run({"-t", "-m", ADDRESS, source->url()}), 0, QByteArray());
-        QCOMPARE(tools.calls().size(), 1);
+        release.setPerl(failing);
+        compareRun(release.mail(), 0, {});
+        QCOMPARE(release.tools.calls().size(), 1);
     }
 
-    void missingMailScriptIsSilence()
+    void missingMailScriptIsNotReported()
     {
-        Program program; // with the real perl, in a directory without the script
-        compareRun(program.tavrin(installation->path()).run({"-t", "-m", ADDRESS, source->url()}), 0, QByteArray());
+        // With the real perl, in a directory without the script.
+        InstallableRelease release(THREE_PATCHES);
+        compareRun(release.run({"-m", ADDRESS}), 0, {});
     }
 
-    void missingPerlIsSilence()
+    void missingPerlIsNotReported()
     {
-        const FakeTools tools;
-        Program program;
-        compareRun(prepare(program, tools).run({"-t", "-m", ADDRESS, source->url()}), 0, QByteArray());
+        MailingRelease release;
+        release.tools.remove("perl");
+        compareRun(release.mail(), 0, {});
     }
-
-private:
-    void setUp() override
-    {
-        installation.reset(new FakeInstallation);
-        installation->withPatched("P2");
-        source.reset(new LocalSource(threePatches()));
-    }
-
-    void tearDown() override
-    {
-        source.reset();
-        installation.reset();
-    }
-
-    Program& prepare(Program& program, const FakeTools& tools) const
-    {
-        return program.tavrin(installation->path()).path(tools.pathDirectory());
-    }
-
-    void recordPerl(FakeTools& tools, FakeTool tool = FakeTool()) const
-    {
-        tool.readsInput = true;
-        tools.add("perl", tool);
-    }
-    QScopedPointer<FakeInstallation> installation;
-    QScopedPointer<LocalSource> source;
 };
 
 TAVRIN_TEST_MAIN(TstMailReport)

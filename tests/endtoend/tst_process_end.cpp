@@ -1,11 +1,8 @@
 // How the process ends while Qt's network threads are at work: at once, with its status, with everything written, and
 // without taking anything down that a thread still uses. The preloaded library complains on standard error where the
-// libraries go under running threads, so every other test of the program looks at that, too.
+// libraries end before running threads, so every other test of the program checks that, too.
 #include "expected_texts.h"
-#include "fake_installation.h"
-#include "fake_patch_server.h"
-#include "patch_source.h"
-#include "program_run.h"
+#include "installable_release.h"
 #include "test.h"
 #include "test_paths.h"
 
@@ -32,7 +29,7 @@ private slots:
     void failedCheckKeepsItsStatusWhileNetworkThreadsStart()
     {
         Program program;
-        compareRun(program.preload(lateThreadsPath()).run({"-t"}), 1, QByteArray(),
+        compareRun(program.preload(lateThreadsPath()).run({"-t"}), 1, {},
                    "\nTAVRIN environment variable is not set.\n\n");
     }
 
@@ -45,31 +42,29 @@ private slots:
             "Proxy requires authentication");
     }
 
-    // One thread asks this one about each refusal, and cannot be ended in the middle of that: Qt waits 5 seconds for
-    // it.
+    // A network thread asks the main thread about each refusal and cannot be ended while it waits for the answer: Qt
+    // waits 5 seconds for it.
     void refusedDownloadsEndWithoutWaitingForThreads()
     {
         QFETCH(Answer, answer);
         QFETCH(QByteArray, reason);
-        const FakeInstallation installation;
-        FakePatchServer server;
-        PatchPage page;
+        QStringList archives;
         for (int i = 1; i <= 40; ++i) {
-            const QString name = QString("P%1").arg(i);
-            page.entry(name, "1 May", "text", name + ".tar");
-            server.answer("/" + name.toUtf8() + ".tar", answer);
+            archives << QString("P%1.tar").arg(i);
         }
-        server.answer("/", Answer::body(page.html()));
+        ServedRelease release(archives);
+        for (const QString& archive : archives) {
+            release.server.answer("/5.9/" + archive.toUtf8(), answer);
+        }
         for (int round = 0; round < 6; ++round) {
-            Program program;
-            const auto session = program.tavrin(installation.path()).start({"-t", server.url()});
+            const auto session = release.start();
             QVERIFY(session->waitForOutput(QUESTION));
             QElapsedTimer clock;
             clock.start();
             session->write("y\n");
             const ProgramRun run = session->finish();
             QVERIFY2(clock.elapsed() < PATIENCE, qPrintable(QString("took %1 ms").arg(clock.elapsed())));
-            QVERIFY2(run.errors.startsWith("Download of " + server.url().toUtf8() + 'P'), describe(run));
+            QVERIFY2(run.errors.startsWith("Download of " + release.server.url("/5.9/").toUtf8() + 'P'), describe(run));
             QVERIFY2(run.errors.endsWith(".tar failed: " + reason + "\n\n"), describe(run));
             QCOMPARE(run.errors.count("\n"), 2);
             QCOMPARE(run.output, untilDownload(40));
@@ -89,10 +84,9 @@ private slots:
         });
         const QString url = QString("https://127.0.0.1:%1/").arg(server.serverPort());
         for (int round = 0; round < 6; ++round) {
-            Program program;
             QElapsedTimer clock;
             clock.start();
-            const ProgramRun run = program.tavrin(installation.path()).run({"-t", "-l", url});
+            const ProgramRun run = Program().tavrin(installation.path()).run({"-t", "-l", url});
             QVERIFY2(clock.elapsed() < PATIENCE, qPrintable(QString("took %1 ms").arg(clock.elapsed())));
             QVERIFY2(run.errors.startsWith("Failed to read patches from\n" + url.toUtf8() + '\n'), describe(run));
             QVERIFY2(!run.errors.contains("fake_pidrtsys"), describe(run));

@@ -11,7 +11,6 @@ private slots:
     void faultyCommandLineEndsTheRun_data()
     {
         const Rows<QStringList, QByteArray> row("arguments", "errors");
-
         row("-h", {"-t", "-h"}, "tavrin_update: Unknown option 'h'.\n");
         row("--help", {"-t", "--help"}, "tavrin_update: Unknown option 'help'.\n");
         row("--help-all", {"-t", "--help-all"}, "tavrin_update: Unknown option 'help-all'.\n");
@@ -29,23 +28,22 @@ private slots:
     {
         QFETCH(QStringList, arguments);
         QFETCH(QByteArray, errors);
-        compareRun(Program().run(arguments), 1, QByteArray(), errors);
+        compareRun(Program().run(arguments), 1, {}, errors);
     }
 
     void windowRunEndsTheSameWay()
     {
-        compareRun(Program().offscreen().run({"-h"}), 1, QByteArray(), "tavrin_update: Unknown option 'h'.\n");
+        compareRun(Program().offscreen().run({"-h"}), 1, {}, "tavrin_update: Unknown option 'h'.\n");
     }
 
     void commandLineComesBeforeTheInstallation()
     {
         Program program;
         program.tavrin("/nowhere");
-        compareRun(program.run({"-t", "-x"}), 1, QByteArray(), "tavrin_update: Unknown option 'x'.\n");
+        compareRun(program.run({"-t", "-x"}), 1, {}, "tavrin_update: Unknown option 'x'.\n");
         QCOMPARE(program.runningSystemQueries(), 0);
     }
 };
 
 TAVRIN_TEST_MAIN(TstUsage)
-
 #include "tst_usage.moc"

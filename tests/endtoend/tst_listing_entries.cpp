@@ -1,10 +1,7 @@
 // Runs that list pages of every allowed shape: markup that a person or a tool may have written, links that belong to no
 // entry, and lists from none to very many entries.
 #include "expected_texts.h"
-#include "fake_installation.h"
-#include "fake_patch_server.h"
-#include "patch_source.h"
-#include "program_run.h"
+#include "installable_release.h"
 #include "test.h"
 
 class TstListingEntries : public Test
@@ -15,7 +12,6 @@ private slots:
     void entriesAreReadFromOddMarkup_data()
     {
         const Rows<QString, QList<UnappliedPatch>> row("entries", "patches");
-
         const QString link = "<li><a href=\"p.tar\">P1 1 May 2020</a></li>";
         const QString quote = "<blockquote>text</blockquote>";
         const QList<UnappliedPatch> plain{{"P1", "text"}};
@@ -34,7 +30,7 @@ private slots:
         row("a second marker among the entries", "<!-- new patch -->" + link + quote, plain);
         row("a link on the list item", "<li href=\"p.tar\">P1 1 May 2020</li>" + quote, plain);
         row("a link on the block quote", "<li>P1 1 May 2020</li><blockquote href=\"p.tar\">text</blockquote>", plain);
-        row("a link on an element of no meaning", "<li>P1 1 May 2020<br href=\"p.tar\"/></li>" + quote, plain);
+        row("a link on an unknown element", "<li>P1 1 May 2020<br href=\"p.tar\"/></li>" + quote, plain);
         row("a link between item and quote", "<li>P1 1 May 2020</li><a href=\"p.tar\"/>" + quote, plain);
         row("a link within the quote, before its text",
             "<li>P1 1 May 2020</li><blockquote><a href=\"p.tar\">text</a></blockquote>", plain);
@@ -70,45 +66,36 @@ private slots:
     {
         QFETCH(QString, entries);
         QFETCH(QList<UnappliedPatch>, patches);
-        const FakeInstallation installation;
-        const LocalSource source(PatchPage().markup(entries));
-
-        compareRun(Program().tavrin(installation.path()).run({"-t", "-l", source.url()}), 0, reportOf("5.9", patches));
+        InstallableRelease release(PatchPage().markup(entries));
+        compareRun(release.run({"-l"}), 0, reportOf("5.9", patches));
     }
 
     // Which archive a patch has shows from outside by what an installing run asks for.
     void pendingLinksArePutBeforeTheNextArchive_data()
     {
         const Rows<QString, QByteArray> row("entries", "path");
-
         const QString entry = "<li><a href=\"p1.tar\">P1 1 May</a></li><blockquote>text</blockquote>";
-        row("nothing pending", entry, "/p1.tar");
-        row("a navigation link", "<a href=\"up-\">up</a>" + entry, "/up-p1.tar");
-        row("an item without a quote", "<li><a href=\"p0-\">P0 old</a></li>" + entry, "/p0-p1.tar");
-        row("a link behind the entry", entry + "<a href=\"down-\"/>", "/p1.tar");
+        row("nothing pending", entry, "/5.9/p1.tar");
+        row("a navigation link", "<a href=\"up-\">up</a>" + entry, "/5.9/up-p1.tar");
+        row("an item without a quote", "<li><a href=\"p0-\">P0 old</a></li>" + entry, "/5.9/p0-p1.tar");
+        row("a link behind the entry", entry + "<a href=\"down-\"/>", "/5.9/p1.tar");
     }
 
     void pendingLinksArePutBeforeTheNextArchive()
     {
         QFETCH(QString, entries);
         QFETCH(QByteArray, path);
-        const FakeInstallation installation;
-        FakePatchServer server;
-        server.answer("/", FakePatchServer::Answer::body(PatchPage().markup(entries).html()));
-
-        const ProgramRun run = Program().tavrin(installation.path()).run({"-t", "-Q", server.url()});
-        const QString archive = server.url(QString::fromLatin1(path));
-        compareRun(run, 1, reportOf("5.9", {{"P1", "text"}}) + NO_CONFLICT + DOWNLOAD,
+        ServedRelease release(PatchPage().markup(entries));
+        compareRun(release.run({"-Q"}), 1, reportOf("5.9", {{"P1", "text"}}) + NO_CONFLICT + DOWNLOAD,
                    QStringLiteral("Download of %1 failed: Error transferring %1 - server replied: As told\n\n")
-                       .arg(archive)
+                       .arg(release.server.url(QString::fromLatin1(path)))
                        .toLatin1());
-        QCOMPARE(server.requestedPaths(), (QList<QByteArray>{"/", path}));
+        QCOMPARE(release.server.requestedPaths(), (QList<QByteArray>{"/5.9/", path}));
     }
 
     void manyEntriesAreListed_data()
     {
         const Rows<int> row("count");
-
         row("none", 0);
         row("one", 1);
         row("ten thousand", 10000);
@@ -118,12 +105,8 @@ private slots:
     void manyEntriesAreListed()
     {
         QFETCH(int, count);
-        const FakeInstallation installation;
-        FakePatchServer server;
-        server.answer("/", FakePatchServer::Answer::body(pageOf(count).html()));
-
-        const ProgramRun run = Program().tavrin(installation.path()).run({"-t", "-l", server.url()});
-        compareRun(run, 0, reportOf("5.9", patchesOf(count)));
+        ServedRelease release(pageOf(count));
+        compareRun(release.run({"-l"}), 0, reportOf("5.9", patchesOf(count)));
     }
 };
 

@@ -96,6 +96,18 @@ QByteArray failedToRead(const QString& url, const QString& reason)
     return QStringLiteral("Failed to read patches from\n%1\n%2\n\n").arg(url, reason).toLatin1();
 }
 
+QByteArray notWritable(const QStringList& paths)
+{
+    return "To apply patches you must have write access to the TAVRIN directories\n(" +
+           paths.join(QLatin1Char('\n')).toUtf8() + ")\n\n";
+}
+
+QByteArray nonStandardLocation(const QString& path)
+{
+    return "tavrin_update cannot install patches for TAVRIN in non-standard location\n'" + path.toUtf8() +
+           "'\nYou must copy and install by hand\n";
+}
+
 QList<UnappliedPatch> patchesOf(int count)
 {
     QList<UnappliedPatch> patches;

@@ -83,6 +83,12 @@ QByteArray commandMissing(const QByteArray& command);
 /** The message about a list that cannot be fetched. */
 QByteArray failedToRead(const QString& url, const QString& reason);
 
+/** The message about entries of an installation that cannot be written. */
+QByteArray notWritable(const QStringList& paths);
+
+/** The message about a release at another place than the standard one. */
+QByteArray nonStandardLocation(const QString& path);
+
 /** Patches P1, P2 ... with "description 1" and so on, as a report shows those of pageOf(count) when none is applied. */
 QList<UnappliedPatch> patchesOf(int count);
 

@@ -96,7 +96,7 @@ public:
     /** The address of a path. */
     QString url(const QString& path = QStringLiteral("/")) const;
 
-    /** An address on loopback at which nobody listens. */
+    /** An address on loopback at which no one listens. */
     static QString refusedUrl(const QString& path = QStringLiteral("/"));
 
 private:

@@ -40,7 +40,7 @@ protected:
             sigaddset(&blocked, SIGCHLD);
             ::sigprocmask(SIG_BLOCK, &blocked, nullptr);
         }
-        // Some runs are meant to end in an abort; nobody wants their memory on the disk.
+        // Some runs are meant to end in an abort, whose core file no one needs.
         const rlimit noCore = {0, 0};
         ::setrlimit(RLIMIT_CORE, &noCore);
     }

@@ -100,7 +100,7 @@ public:
     /** Sets PATH. */
     Program& path(const QString& directories);
 
-    /** Gives the program Qt's offscreen platform, which stands for a display. */
+    /** Gives the program Qt's offscreen platform, which needs no display. */
     Program& offscreen();
 
     /** The text on standard input, which ends after it. */

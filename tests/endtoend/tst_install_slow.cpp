@@ -2,12 +2,8 @@
 // is gone. Qt says on standard error that it had to end it. All runs wait at the same time, each with a release of its
 // own.
 #include "expected_texts.h"
-#include "fake_installation.h"
-#include "fake_tools.h"
-#include "patch_source.h"
-#include "program_run.h"
+#include "installable_release.h"
 #include "test.h"
-#include "test_files.h"
 
 #include <QElapsedTimer>
 
@@ -19,25 +15,19 @@
 namespace {
 
 // A run in which one tool hangs after it has noted its process in the installation.
-class HangingRun
+class HangingRun : public RecordedRelease
 {
 public:
-    HangingRun(const QString& releaseName, const QString& hangingTool, const QStringList& options)
-        : installation(releaseName), source(pageWith({"P1.tar.gz"}))
+    HangingRun(const QString& name, const QString& tool, const QStringList& options)
+        : RecordedRelease("P1.tar.gz", name)
     {
-        source.withFile("P1.tar.gz", "an archive");
-        for (const QString name : {"bsdtar", "gunzip", "perl"}) {
-            FakeTool tool;
-            if (name == hangingTool) {
-                tool.script = "echo $$ >" + installation.path("lib/pid").toUtf8();
-                tool.output = "said\n";
-                tool.hangs = true;
-            }
-            tools.addTo(name == "bsdtar" ? installation.path("bin") : tools.pathDirectory(), name, tool);
-        }
-        program.tavrin(installation.path()).path(tools.pathDirectory());
+        FakeTool hanging;
+        hanging.script = "echo $$ >" + installation.path("lib/pid").toUtf8();
+        hanging.output = "said\n";
+        hanging.hangs = true;
+        setTool(tool, hanging);
         clock.start();
-        session = program.start(QStringList{"-t"} + options + QStringList{source.url()});
+        session = start(options);
         session->closeInput();
     }
 
@@ -50,10 +40,6 @@ public:
         return milliseconds >= 0;
     }
 
-    FakeInstallation installation;
-    FakeTools tools;
-    LocalSource source;
-    Program program;
     std::unique_ptr<ProgramSession> session;
     qint64 milliseconds = -1;
 
@@ -110,7 +96,7 @@ private slots:
         compareRun(run.session->finish(), status, output,
                    "QProcess: Destroyed while process (\"" + process + "\") is still running.\n" + message);
 
-        const pid_t pid = contentOf(run.installation.path("lib/pid")).trimmed().toInt();
+        const pid_t pid = run.content("lib/pid").trimmed().toInt();
         QVERIFY(pid > 0);
         QCOMPARE(::kill(pid, 0), -1);
         QCOMPARE(errno, ESRCH);

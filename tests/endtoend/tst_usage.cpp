@@ -21,7 +21,7 @@ private slots:
         row("two unknown options", {"-t", "-x", "-y"}, "tavrin_update: Unknown options: x, y.\n");
         row("-m without a value", {"-t", "-m"}, "tavrin_update: Missing value after '-m'.\n");
         row("-r without a value", {"-t", "-r"}, "tavrin_update: Missing value after '-r'.\n");
-        row("a value where none belongs", {"-t", "-l=x"}, "tavrin_update: Unexpected value after '-l'.\n");
+        row("a value for an option without one", {"-t", "-l=x"}, "tavrin_update: Unexpected value after '-l'.\n");
     }
 
     void faultyCommandLineEndsTheRun()

@@ -46,7 +46,8 @@ QStringList ReleaseToPatch::storedArchives() const
     return QDir(installation.path("patches")).entryList(QDir::Files);
 }
 
-InstallableRelease::InstallableRelease(const QStringList& archives) : InstallableRelease(pageWith(archives))
+InstallableRelease::InstallableRelease(const QStringList& archives, const QString& name)
+    : InstallableRelease(pageWith(archives), name)
 {
     for (int i = 0; i < archives.size(); ++i) {
         source.withFile(archives.at(i), archiveOfPatch(installation, i + 1));
@@ -72,11 +73,12 @@ ServedRelease::ServedRelease(const PatchPage& page, const QString& name) : Relea
     url = server.url("/5.9/");
 }
 
-RecordedRelease::RecordedRelease(const QString& archive) : InstallableRelease(QStringList{archive})
+RecordedRelease::RecordedRelease(const QString& archive, const QString& name)
+    : InstallableRelease(QStringList{archive}, name)
 {
     source.withFile(archive, "an archive");
-    for (const char* name : {"bsdtar", "gunzip", "perl"}) {
-        setTool(name, FakeTool());
+    for (const char* tool : {"bsdtar", "gunzip", "perl"}) {
+        setTool(tool, FakeTool());
     }
     program.path(tools.pathDirectory());
 }

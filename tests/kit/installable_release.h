@@ -46,7 +46,7 @@ class InstallableRelease : public ReleaseToPatch
 {
 public:
     /** Patches P1, P2 ... as in pageWith(); their archives leave the marks of the patches with the content "text". */
-    explicit InstallableRelease(const QStringList& archives = {"P1.tar"});
+    explicit InstallableRelease(const QStringList& archives = {"P1.tar"}, const QString& name = "5.9");
 
     /** A page without archives. */
     explicit InstallableRelease(const PatchPage& page, const QString& name = "5.9");
@@ -71,7 +71,7 @@ public:
 class RecordedRelease : public InstallableRelease
 {
 public:
-    explicit RecordedRelease(const QString& archive = "P1.tar");
+    explicit RecordedRelease(const QString& archive = "P1.tar", const QString& name = "5.9");
 
     /** Replaces a tool by another recorder. */
     void setTool(const QString& name, const FakeTool& tool);

@@ -37,34 +37,30 @@ private slots:
 
     void unusableInstallationIsRefused_data()
     {
-        const Rows<QString, QStringList> row("tavrin", "options");
-        row("missing", "/opt/tavrin/6.0", {});
-        row("missing, listing", "/opt/tavrin/6.0", {"-L"});
-        row("missing, with a redundant override", "/opt/tavrin/6.0", {"-r", "6.0"});
-        row("missing, with an empty override", "/opt/tavrin/6.0", {"-r", ""});
-        row("missing, with a trailing slash", "/opt/tavrin/6.0/", {});
-        row("missing, outside the standard location", "/nowhere/tavrin/5.9", {});
-        row("a plain file", "/opt/tavrin/5.9/file", {});
-        row("unreadable", "/opt/tavrin/5.9/locked", {});
-        row("dangling link", "/opt/tavrin/5.9/dangling", {});
+        const Rows<QString, QStringList, QByteArray> row("tavrin", "options", "named");
+        row("missing", "/opt/tavrin/6.0", {}, "/opt/tavrin/6.0");
+        row("missing, listing", "/opt/tavrin/6.0", {"-L"}, "/opt/tavrin/6.0");
+        row("missing, with a redundant override", "/opt/tavrin/6.0", {"-r", "6.0"}, "/opt/tavrin/6.0");
+        row("missing, with an empty override", "/opt/tavrin/6.0", {"-r", ""}, "/opt/tavrin/6.0");
+        row("missing, with a trailing slash", "/opt/tavrin/6.0/", {}, "/opt/tavrin/6.0/");
+        row("missing, outside the standard location", "/nowhere/tavrin/5.9", {}, "/nowhere/tavrin/5.9");
+        row("missing, with a relative path", "missing", {}, "/opt/tavrin/5.9/missing");
+        row("a plain file", "/opt/tavrin/5.9/file", {}, "/opt/tavrin/5.9/file");
+        row("unreadable", "/opt/tavrin/5.9/locked", {}, "/opt/tavrin/5.9/locked");
+        row("dangling link", "/opt/tavrin/5.9/dangling", {}, "/opt/tavrin/5.9/dangling");
     }
 
     void unusableInstallationIsRefused()
     {
         QFETCH(QString, tavrin);
         QFETCH(QStringList, options);
+        QFETCH(QByteArray, named);
         FakeInstallation installation;
         installation.withFile("file").withFile("locked/file").withMode("locked", 0311);
         QVERIFY(QFile::link("/nowhere", installation.path("dangling")));
-        compareRun(Program().tavrin(tavrin).run(QStringList{"-t"} + options), 1, {},
-                   "TAVRIN directory is invalid\n" + tavrin.toUtf8() + "\n\n");
-    }
-
-    void relativeTavrinIsNamedByItsAbsolutePath()
-    {
-        const FakeInstallation installation;
-        const ProgramRun run = Program().tavrin("missing").workingDirectory(installation.path()).run({"-t"});
-        compareRun(run, 1, {}, "TAVRIN directory is invalid\n/opt/tavrin/5.9/missing\n\n");
+        Program program;
+        program.tavrin(tavrin).workingDirectory(installation.path());
+        compareRun(program.run(QStringList{"-t"} + options), 1, {}, "TAVRIN directory is invalid\n" + named + "\n\n");
     }
 
     void installationElsewhereIsRefused_data()

@@ -32,7 +32,7 @@ private slots:
         if (set) {
             program.tavrin({});
         }
-        compareRun(program.run(arguments), 1, {}, "\nTAVRIN environment variable is not set.\n\n");
+        compareRun(program.run(arguments), 1, {}, TAVRIN_NOT_SET);
     }
 
     void unusableInstallationIsRefused_data()
@@ -60,7 +60,7 @@ private slots:
         QVERIFY(QFile::link("/nowhere", installation.path("dangling")));
         Program program;
         program.tavrin(tavrin).workingDirectory(installation.path());
-        compareRun(program.run(QStringList{"-t"} + options), 1, {}, "TAVRIN directory is invalid\n" + named + "\n\n");
+        compareRun(program.run(QStringList{"-t"} + options), 1, {}, invalidDirectory(named));
     }
 
     void installationElsewhereIsRefused_data()

@@ -97,7 +97,7 @@ private slots:
         compareRun(sample.program.run({"-t", url}), 0, reportOf("5.9"));
         compareRun(sample.program.run({"-t", "-n", url}), 0, reportOf("5.9"));
         compareRun(sample.program.run({"-t", "-L", url}), 0,
-                   headerLine("5.9") + "   P1\n   P2\n   P3\n   P4\n   P5\n   P6\n\nNo new patches\n");
+                   compactReportOf("5.9", {"P1", "P2", "P3", "P4", "P5", "P6"}, {}));
         QCOMPARE(listingOf(RELEASE_DIRECTORY), before);
     }
 

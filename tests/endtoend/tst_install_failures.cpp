@@ -50,9 +50,8 @@ private slots:
     {
         // errors: %1 is the address
         const Rows<Answer, QByteArray, QStringList> row("answer", "errors", "stored");
-        const QByteArray failed = "Download of %1 failed: ";
-        const QByteArray replied = failed + "Error transferring %1 - server replied: As told\n\n";
-        const QByteArray closed = failed + "Connection closed\n\n";
+        const QByteArray replied = downloadFailed("%1", serverReplied("%1"));
+        const QByteArray closed = downloadFailed("%1", "Connection closed");
         const QByteArray noData = "No data downloaded for patch file, /opt/tavrin/5.9/patches/P2.tar\n";
         const QByteArray body = archiveOf("/opt/tavrin/5.9/patched/P2", QByteArray(5000, 'x'));
         const QStringList first{"P1.tar"};
@@ -92,17 +91,17 @@ private slots:
         const QString shownByQt = address.arg("user:pass word") + QString::fromUtf8("P 1\u00e9.tar");
         const QString asked = address.arg("user:pass%20word") + "P%201%C3%A9.tar";
         compareRun(release.program.run({"-t", address.arg("user:pass word")}), 1, untilDownload(1),
-                   "Download of " + asked.toLatin1() + " failed: Error transferring " + shownByQt.toLatin1() +
-                       " - server replied: As told\n\n");
+                   downloadFailed(asked.toLatin1(), serverReplied(shownByQt.toLatin1())));
     }
 
     void missingLocalArchiveEndsTheRun()
     {
         InstallableRelease release(pageWith({"P1.tar"}));
         const QStringList before = release.installation.tree();
-        compareRun(release.run(), 1, untilDownload(1),
-                   "Download of " + release.source.url().toUtf8() + "P1.tar failed: Error opening " +
-                       release.source.path().toUtf8() + "/P1.tar: No such file or directory\n\n");
+        compareRun(
+            release.run(), 1, untilDownload(1),
+            downloadFailed(release.source.url().toUtf8() + "P1.tar",
+                           "Error opening " + release.source.path().toUtf8() + "/P1.tar: No such file or directory"));
         QCOMPARE(release.installation.tree(), before);
     }
 

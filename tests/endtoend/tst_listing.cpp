@@ -15,8 +15,8 @@ const PatchPage THREE_PATCHES = PatchPage()
                                     .entry("P3", "3 May 2020", "third");
 
 // What a compact list says about them.
-const QByteArray NO_PATCH_APPLIED = headerLine("5.9") + "*  P1\n*  P2\n*  P3\n\n";
-const QByteArray FIRST_PATCH_APPLIED = headerLine("5.9") + "   P1\n*  P2\n*  P3\n\n";
+const QByteArray NO_PATCH_APPLIED = compactReportOf("5.9", {}, {"P1", "P2", "P3"});
+const QByteArray FIRST_PATCH_APPLIED = compactReportOf("5.9", {"P1"}, {"P2", "P3"});
 
 } // namespace
 
@@ -67,7 +67,7 @@ private slots:
         const QByteArray plain = reportOf("5.9");
         row("-t alone", {}, plain);
         row("-l", {"-l"}, plain);
-        row("-L", {"-L"}, headerLine("5.9") + "   P1\n   P2\n   P3\n\nNo new patches\n");
+        row("-L", {"-L"}, compactReportOf("5.9", {"P1", "P2", "P3"}, {}));
         row("-n", {"-n"}, plain);
         row("-v", {"-v"}, plain);
         row("-Q", {"-Q"}, plain);

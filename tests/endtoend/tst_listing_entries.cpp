@@ -86,10 +86,9 @@ private slots:
         QFETCH(QString, entries);
         QFETCH(QByteArray, path);
         ServedRelease release(PatchPage().markup(entries));
+        const QByteArray archive = release.server.url(path).toLatin1();
         compareRun(release.run({"-Q"}), 1, reportOf("5.9", {{"P1", "text"}}) + NO_CONFLICT + DOWNLOAD,
-                   QStringLiteral("Download of %1 failed: Error transferring %1 - server replied: As told\n\n")
-                       .arg(release.server.url(QString::fromLatin1(path)))
-                       .toLatin1());
+                   downloadFailed(archive, serverReplied(archive)));
         QCOMPARE(release.server.requestedPaths(), (QList<QByteArray>{"/5.9/", path}));
     }
 

@@ -60,7 +60,7 @@ private slots:
         // errors: %1 is the address
         const Rows<Answer, QByteArray> row("answer", "errors");
         const QByteArray page = pageWithEntries(ENTRY);
-        const QByteArray replied = failedToRead("%1", "Error transferring %1 - server replied: As told");
+        const QByteArray replied = failedToRead("%1", serverReplied("%1"));
         const QByteArray closed = failedToRead("%1", "Connection closed");
         for (const int status : {400, 403, 404, 405, 408, 410, 500, 501, 503}) {
             row(QByteArray::number(status), Answer::status(status, page), replied);
@@ -241,7 +241,7 @@ private slots:
         release->program.locale(locale);
 
         compareRun(Program().locale(locale).tavrin("/opt/tavrin/" + beyond).run({"-t"}), 1, {},
-                   "TAVRIN directory is invalid\n/opt/tavrin/\xe9?\n\n");
+                   invalidDirectory("/opt/tavrin/\xe9?"));
 
         const QString folder = release->installation.path(beyond);
         compareRun(list("file://" + folder), 1, {},

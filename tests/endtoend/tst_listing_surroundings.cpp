@@ -95,7 +95,7 @@ private slots:
         pageOf(3).writeTo(folder.path());
         const QString url = QUrl::fromLocalFile(folder.path()).toString();
         compareRun(Program().locale(locale).tavrin(installation.path()).run({"-t", "-L", url}), 0,
-                   headerLine(name) + "   P1\n*  P2\n*  P3\n\n");
+                   compactReportOf(name, {"P1"}, {"P2", "P3"}));
     }
 
     // Those for networks would have it watch the network interfaces, over D-Bus and with threads of their own.
@@ -168,7 +168,7 @@ private slots:
         row("-l -t", false, {"-l", "-t"}, plain);
         row("-t as the value of another option", false, {"-l", "-m", "-t", "-m", ""}, plain);
         row("-l and a display", true, {"-l"}, plain);
-        row("-L and a display", true, {"-L"}, headerLine("5.9") + "*  P1\n\n");
+        row("-L and a display", true, {"-L"}, compactReportOf("5.9", {}, {"P1"}));
         row("-n and a display", true, {"-n"}, plain + DRY_RUN);
         row("-m -L and a display", true, {"-L", "-m", "root@host.test"}, {});
         row("-t in a cluster and a display", true, {"-lt"}, plain);

@@ -29,8 +29,7 @@ private slots:
     void failedCheckKeepsItsStatusWhileNetworkThreadsStart()
     {
         Program program;
-        compareRun(program.preload(lateThreadsPath()).run({"-t"}), 1, {},
-                   "\nTAVRIN environment variable is not set.\n\n");
+        compareRun(program.preload(lateThreadsPath()).run({"-t"}), 1, {}, TAVRIN_NOT_SET);
     }
 
     void refusedDownloadsEndWithoutWaitingForThreads_data()

@@ -117,7 +117,7 @@ private slots:
         const Rows<QStringList, QByteArray> row("options", "output");
         const QByteArray report = reportOf("5.9", {{"P1", "text"}});
         row("-l", {"-l"}, report);
-        row("-L", {"-L"}, headerLine("5.9") + "*  P1\n\n");
+        row("-L", {"-L"}, compactReportOf("5.9", {}, {"P1"}));
         row("-n", {"-n"}, report + DRY_RUN);
         row("-n -Q", {"-n", "-Q"}, report + DRY_RUN);
     }

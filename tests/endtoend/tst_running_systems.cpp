@@ -66,7 +66,7 @@ private slots:
     {
         const Rows<QStringList, QByteArray> row("options", "output");
         row("-l", {"-l"}, REPORT);
-        row("-L", {"-L"}, headerLine("5.9") + "*  P1\n\n");
+        row("-L", {"-L"}, compactReportOf("5.9", {}, {"P1"}));
         row("-l -Q", {"-l", "-Q"}, REPORT);
         row("-n", {"-n"}, dryRun("5.9", conflictWith("5.9")));
         row("-n -Q, of which -Q is cancelled", {"-n", "-Q"}, dryRun("5.9", conflictWith("5.9")));

@@ -26,6 +26,18 @@ QByteArray reportOf(const QString& releaseText, const QList<UnappliedPatch>& pat
     return patches.isEmpty() ? report + "No new patches\n" : report;
 }
 
+QByteArray compactReportOf(const QString& releaseText, const QStringList& applied, const QStringList& missing)
+{
+    QByteArray report = headerLine(releaseText);
+    for (const QString& name : applied) {
+        report += "   " + name.toUtf8() + '\n';
+    }
+    for (const QString& name : missing) {
+        report += "*  " + name.toUtf8() + '\n';
+    }
+    return report + (missing.isEmpty() ? "\nNo new patches\n" : "\n");
+}
+
 QByteArray overrideWarning(const QByteArray& installed, const QByteArray& given)
 {
     return "*** WARNING: Your environment is for Tavrin release '" + installed +
@@ -89,6 +101,21 @@ QByteArray commandFailed(const QByteArray& command, const QByteArray& reason)
 QByteArray commandMissing(const QByteArray& command)
 {
     return commandFailed(command, startErrorOf("/nowhere/program").toUtf8());
+}
+
+QByteArray invalidDirectory(const QByteArray& path)
+{
+    return "TAVRIN directory is invalid\n" + path + "\n\n";
+}
+
+QByteArray downloadFailed(const QByteArray& url, const QByteArray& reason)
+{
+    return "Download of " + url + " failed: " + reason + "\n\n";
+}
+
+QByteArray serverReplied(const QByteArray& url)
+{
+    return "Error transferring " + url + " - server replied: As told";
 }
 
 QByteArray failedToRead(const QString& url, const QString& reason)

@@ -17,6 +17,9 @@ using UnappliedPatch = QPair<QString, QString>;
 /** The report without -L; ends with "No new patches" when none is given. */
 QByteArray reportOf(const QString& releaseText, const QList<UnappliedPatch>& patches = {});
 
+/** The report with -L: the applied patches, then the missing ones. */
+QByteArray compactReportOf(const QString& releaseText, const QStringList& applied, const QStringList& missing);
+
 /** The warning in front of the report when another release is given than the installed one. */
 QByteArray overrideWarning(const QByteArray& installed = "5.9", const QByteArray& given = "5.8");
 
@@ -79,6 +82,16 @@ QByteArray commandFailed(const QByteArray& command, const QByteArray& reason);
 
 /** The same for a program that cannot be found. */
 QByteArray commandMissing(const QByteArray& command);
+
+/** The message of a run without TAVRIN. */
+inline const QByteArray TAVRIN_NOT_SET = "\nTAVRIN environment variable is not set.\n\n";
+
+/** The message about a TAVRIN that is no readable directory. */
+QByteArray invalidDirectory(const QByteArray& path);
+
+/** The message about a download that failed, and the reason when the server answered with an error status. */
+QByteArray downloadFailed(const QByteArray& url, const QByteArray& reason);
+QByteArray serverReplied(const QByteArray& url);
 
 /** The message about a list that cannot be fetched. */
 QByteArray failedToRead(const QString& url, const QString& reason);

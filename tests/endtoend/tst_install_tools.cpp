@@ -47,44 +47,32 @@ private slots:
         QCOMPARE(release.content("patches/P1.tar"), QByteArray("an archive"));
     }
 
-    void archiverMayPrint_data()
+    void statusOfTheArchiverDecides_data()
     {
-        const Rows<QByteArray, QByteArray, QByteArray> row("output", "errors", "shown");
-        row("silence", {}, {}, {});
-        row("standard output", "said", {}, "said\n");
-        row("standard error", {}, "x one\n", "x one\n\n");
-        row("both", "said\n", "x one\n", "x one\n\n");
+        const Rows<int, QByteArray, QByteArray, QByteArray> row("status", "output", "errors", "shown");
+        row("silence", 0, {}, {}, {});
+        row("standard output", 0, "said", {}, "said\n");
+        row("standard error", 0, {}, "x one\n", "x one\n\n");
+        row("both", 0, "said\n", "x one\n", "x one\n\n");
+        row("failing, standard output", 1, "broken", {}, "broken\n");
+        row("failing, standard error", 1, {}, "x one\nbroken\n", "x one\nbroken\n\n");
+        row("failing, both", 1, "said\n", "broken\n", "broken\n\n");
+        row("failing, beyond Latin-1", 1, {}, "\xc3\xa9\xe2\x82\xac\n", "\xe9?\n\n");
     }
 
-    void archiverMayPrint()
+    void statusOfTheArchiverDecides()
     {
+        QFETCH(int, status);
         QFETCH(QByteArray, output);
         QFETCH(QByteArray, errors);
         QFETCH(QByteArray, shown);
         RecordedRelease release;
-        release.setTool("bsdtar", toolThatPrints(output, errors));
-        compareRun(release.run(), 0, UNTIL_UNPACKING + shown + INSTALLED + FINISH);
-        QCOMPARE(release.tools.callLines(), (QStringList{UNPACK + "P1.tar", WRITE_PAGE}));
-    }
-
-    void failingArchiverEndsTheRun_data()
-    {
-        const Rows<QByteArray, QByteArray, QByteArray> row("output", "errors", "message");
-        row("standard output", "broken", {}, "broken\n");
-        row("standard error", {}, "x one\nbroken\n", "x one\nbroken\n\n");
-        row("both", "said\n", "broken\n", "broken\n\n");
-        row("beyond Latin-1", {}, "\xc3\xa9\xe2\x82\xac\n", "\xe9?\n\n");
-    }
-
-    void failingArchiverEndsTheRun()
-    {
-        QFETCH(QByteArray, output);
-        QFETCH(QByteArray, errors);
-        QFETCH(QByteArray, message);
-        RecordedRelease release;
-        release.setTool("bsdtar", toolThatPrints(output, errors, 1));
-        compareRun(release.run(), 1, UNTIL_UNPACKING, message);
-        QCOMPARE(release.tools.callLines(), QStringList{UNPACK + "P1.tar"});
+        release.setTool("bsdtar", toolThatPrints(output, errors, status));
+        const bool fails = status != 0;
+        compareRun(release.run(), status, UNTIL_UNPACKING + (fails ? QByteArray() : shown + INSTALLED + FINISH),
+                   fails ? shown : QByteArray());
+        const QStringList unpack{UNPACK + "P1.tar"};
+        QCOMPARE(release.tools.callLines(), fails ? unpack : unpack + QStringList{WRITE_PAGE});
     }
 
     void missingDecompressorDoesNotMatter()

@@ -2,44 +2,42 @@
 // program that cannot be started is reported as that, nothing counts as installed, and no other process comes to harm.
 #include "confined_program.h"
 #include "expected_texts.h"
+#include "installable_release.h"
 #include "test.h"
 #include "window_on_display.h"
-
-#include <QFileInfo>
 
 namespace {
 
 const QByteArray NO_TASKS = "#tasks 1\n";
-const QByteArray REFUSED = "Resource error (fork failure): Resource temporarily unavailable\n";
+const QByteArray REFUSED = "Resource error (fork failure): Resource temporarily unavailable";
 
 // Unpacks, and then has the updater start no program more.
 const QByteArray LAST_ARCHIVER = "#!/bin/sh\nbsdtar \"$@\" && exec prlimit --pid $PPID --nproc=1:1\n";
 
-// A source with one archive that leaves the mark of its patch.
-struct InstallableRelease
+struct ConfinedRelease : InstallableRelease
 {
-    explicit InstallableRelease(const QString& archive = QStringLiteral("P1.tar"))
-        : source(PatchPage().entry("P1", "1 May", "text", archive))
+    explicit ConfinedRelease(const QString& archive = "P1.tar") : InstallableRelease(QStringList{archive})
     {
-        installation.withTools();
-        source.withFile(archive, archiveOf(installation.path("patched/P1"), "text"));
-        confined.program.tavrin(installation.path());
+        confined.program.tavrin(installation.path()).input("y\n");
         confined.admitTo(installation);
         confined.admitTo(source);
     }
 
+    ProgramRun run(const QStringList& options = {})
+    {
+        return confined.run(QStringList{"-t"} + options + QStringList{source.url()});
+    }
+
     bool isInstalled() const
     {
-        return QFileInfo::exists(installation.path("patched/P1"));
+        return has("patched/P1");
     }
 
     bool hasPage() const
     {
-        return QFileInfo::exists(installation.path("applied_patches.html"));
+        return has("applied_patches.html");
     }
 
-    FakeInstallation installation;
-    LocalSource source;
     ConfinedProgram confined;
 };
 
@@ -52,10 +50,8 @@ class TstRefusedProcesses : public Test
 private slots:
     void everythingStartsWithoutALimit()
     {
-        InstallableRelease release;
-        release.confined.program.input("y\n");
-        compareRun(release.confined.run({"-t", release.source.url()}), 0,
-                   untilDownload(1) + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + FINISH);
+        ConfinedRelease release;
+        compareRun(release.run(), 0, untilUnpacking({"P1.tar"}) + installing("P1.tar", {"patched/P1"}) + FINISH);
         QVERIFY(release.isInstalled());
         QVERIFY(release.hasPage());
     }
@@ -63,12 +59,12 @@ private slots:
     void archiveToolThatCannotBeForkedEndsTheRun_data()
     {
         const Rows<QString, QStringList, QByteArray> row("archive", "options", "shown");
-        const QByteArray unpack = "Executing system command: /opt/tavrin/5.9/bin/bsdtar -xvPf /opt/tavrin/5.9/patches/";
+        const QByteArray file = "/opt/tavrin/5.9/patches/P1.tar.gz";
         row("plain archive", "P1.tar", {}, {});
         row("compressed archive", "P1.tar.gz", {}, {});
         row("compressed archive, verbose", "P1.tar.gz", {"-v"},
-            "Executing system command: gunzip /opt/tavrin/5.9/patches/P1.tar.gz\nSystem command 'gunzip' failed:\n  " +
-                REFUSED + "Continuing...\n" + unpack + "P1.tar.gz\n");
+            executing("gunzip " + file) + commandFailed("gunzip", REFUSED) + "Continuing...\n" +
+                executing("/opt/tavrin/5.9/bin/bsdtar -xvPf " + file));
     }
 
     void archiveToolThatCannotBeForkedEndsTheRun()
@@ -76,32 +72,29 @@ private slots:
         QFETCH(QString, archive);
         QFETCH(QStringList, options);
         QFETCH(QByteArray, shown);
-        InstallableRelease release(archive);
-        release.confined.program.runningSystems(NO_TASKS).input("y\n");
-        compareRun(release.confined.run(QStringList{"-t"} + options + QStringList{release.source.url()}), 1,
-                   untilDownload(1) + "Downloaded " + archive.toUtf8() + '\n' + APPLY + shown,
-                   "System command '/opt/tavrin/5.9/bin/bsdtar' failed:\n  " + REFUSED);
+        ConfinedRelease release(archive);
+        release.confined.program.runningSystems(NO_TASKS);
+        compareRun(release.run(options), 1, untilUnpacking({archive.toUtf8()}) + shown,
+                   commandFailed("/opt/tavrin/5.9/bin/bsdtar", REFUSED));
         QVERIFY(!release.isInstalled());
         QVERIFY(!release.hasPage());
     }
 
     void pageScriptThatCannotBeForkedEndsTheRun()
     {
-        InstallableRelease release;
+        ConfinedRelease release;
         release.installation.without("bin/bsdtar").withFile("bin/bsdtar", LAST_ARCHIVER).withMode("bin/bsdtar", 0755);
-        release.confined.program.input("y\n");
-        compareRun(release.confined.run({"-t", release.source.url()}), 1,
-                   untilDownload(1) + "Downloaded P1.tar\n" + APPLY + installing("P1.tar", {"patched/P1"}) + PAGE,
-                   "System command 'perl' failed:\n  " + REFUSED);
+        compareRun(release.run(), 1, untilUnpacking({"P1.tar"}) + installing("P1.tar", {"patched/P1"}) + PAGE,
+                   commandFailed("perl", REFUSED));
         QVERIFY(release.isInstalled());
         QVERIFY(!release.hasPage());
     }
 
     void mailerThatCannotBeForkedIsNotReported()
     {
-        InstallableRelease release;
+        ConfinedRelease release;
         release.confined.program.runningSystems(NO_TASKS);
-        compareRun(release.confined.run({"-t", "-m", "ops@site.test", release.source.url()}), 0, QByteArray());
+        compareRun(release.run({"-m", "ops@site.test"}), 0, QByteArray());
     }
 
     void windowReportsEveryToolThatCannotBeForked()
@@ -110,7 +103,7 @@ private slots:
         if (!missing.isEmpty()) {
             QSKIP(qPrintable(missing));
         }
-        InstallableRelease release("P1.tar.gz");
+        ConfinedRelease release("P1.tar.gz");
         Program& program = release.confined.program;
         WindowOnDisplay screen(program);
         screen.open(release.confined.start({release.source.url()}));
@@ -134,17 +127,17 @@ private slots:
     void everyWayToStartReportsTheFailedFork_data()
     {
         const Rows<QString, QByteArray> row("way", "output");
-        const QByteArray failed = "System command 'true' failed:\n  ";
         const QByteArray notStarted = "Failed to start system command: true argument:\n";
         const QByteArray incomplete = "System command did not complete\n'true'\n";
-        const QByteArray noDescriptor = "Resource error (fork failure): Too many open files\n";
-        row("without input, no task", "run tasks", failed + REFUSED);
-        row("without input, no descriptor", "run descriptors", failed + noDescriptor);
-        row("with input, no task", "feed tasks", notStarted + REFUSED);
-        row("with input, no descriptor", "feed descriptors", notStarted + noDescriptor);
-        row("first of a chain, no task", "first-of-chain tasks", incomplete + REFUSED);
-        row("first of a chain, no descriptor", "first-of-chain descriptors", incomplete + noDescriptor);
-        row("second of a chain, no task", "second-of-chain tasks", "Failed to start system command 'true'\n" + REFUSED);
+        const QByteArray noDescriptor = "Resource error (fork failure): Too many open files";
+        row("without input, no task", "run tasks", commandFailed("true", REFUSED));
+        row("without input, no descriptor", "run descriptors", commandFailed("true", noDescriptor));
+        row("with input, no task", "feed tasks", notStarted + REFUSED + '\n');
+        row("with input, no descriptor", "feed descriptors", notStarted + noDescriptor + '\n');
+        row("first of a chain, no task", "first-of-chain tasks", incomplete + REFUSED + '\n');
+        row("first of a chain, no descriptor", "first-of-chain descriptors", incomplete + noDescriptor + '\n');
+        row("second of a chain, no task", "second-of-chain tasks",
+            "Failed to start system command 'true'\n" + REFUSED + '\n');
     }
 
     void everyWayToStartReportsTheFailedFork()

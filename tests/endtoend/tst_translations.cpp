@@ -1,13 +1,10 @@
 // Every text that a terminal run shows goes through a translation call in its context. Each row brings the program to
 // show some of them and names all that the run looks up, as often as it does. The window's are in
 // tst_window_translations.
-#include "fake_installation.h"
-#include "fake_patch_server.h"
-#include "fake_tools.h"
-#include "patch_source.h"
-#include "program_run.h"
+#include "installable_release.h"
 #include "recording_translator.h"
 #include "test.h"
+#include "test_files.h"
 
 #include <functional>
 
@@ -15,19 +12,12 @@ using Answer = FakePatchServer::Answer;
 
 namespace {
 
-// A release 5.9 beside a 5.8, and a local source whose one patch P1 is missing and can be installed.
-struct InstallableRelease
+// A release 5.9 beside a 5.8, whose runs note what they look up.
+struct Release : InstallableRelease
 {
-    InstallableRelease()
+    Release()
     {
-        installation.withTools();
-        source.withFile("P1.tar", markArchive());
-        program.tavrin(installation.path()).input("y\n").recordTexts();
-    }
-
-    QByteArray markArchive() const
-    {
-        return archiveOf(installation.path("patched/P1"), "text");
+        program.recordTexts();
     }
 
     void setPage(const QByteArray& html)
@@ -43,7 +33,7 @@ struct InstallableRelease
     // The list then offers P1 in another archive.
     void setArchive(const QString& name, const QByteArray& content)
     {
-        setPage(PatchPage().entry("P1", "1 May", "text", name).html());
+        setPage(pageWith({name}).html());
         source.withFile(name, content);
     }
 
@@ -63,16 +53,12 @@ struct InstallableRelease
         url = server.url();
     }
 
-    FakeInstallation installation;
+    using InstallableRelease::url;
     FakeInstallation beside{"5.8"};
-    LocalSource source{PatchPage().entry("P1", "1 May", "text", "P1.tar")};
     FakePatchServer server;
     FakeTools tools;
-    Program program;
-    QString url = source.url();
 };
 
-using Release = InstallableRelease;
 using Preparation = std::function<void(Release&)>;
 
 const Preparation AS_IT_IS([](Release&) {});
@@ -193,14 +179,14 @@ private slots:
         row("installation", {}, INSTALLED, AS_IT_IS);
         row("installation, verbose, with a decompressor that refuses", {"-v"},
             INSTALLED + QStringList{EXECUTING, "Continuing...\n", EXECUTING, EXECUTING},
-            [](Release& r) { r.setArchive("P1.tar.bz2", r.markArchive()); });
+            [](Release& r) { r.setArchive("P1.tar.bz2", contentOf(r.source.path() + "/P1.tar")); });
         row("archive that goes when decompressed", {},
             ASKED + FROM_DOWNLOAD + QStringList{"Failed to decompress file %1"}, [](Release& r) {
                 r.setArchive("P1.tar.gz", "text");
                 r.addTool("gunzip", "/bin/rm \"$1\"");
             });
         row("archive of another name", {}, INSTALLED + QStringList{"Internal error: Failed to mark update %1 applied."},
-            [](Release& r) { r.setArchive("other.tar", r.markArchive()); });
+            [](Release& r) { r.setArchive("other.tar", contentOf(r.source.path() + "/P1.tar")); });
         row("download missing", {}, DOWNLOAD + QStringList{"Download of %1 failed: %2\n"},
             [](Release& r) { QVERIFY(QFile::remove(r.source.path() + "/P1.tar")); });
         row("download redirected", {}, DOWNLOAD + QStringList{"Download request was redirected.\n"}, [](Release& r) {
@@ -221,9 +207,9 @@ private slots:
         QFETCH(Preparation, prepare);
         QFETCH(QStringList, options);
         QFETCH(QStringList, texts);
-        InstallableRelease release;
+        Release release;
         prepare(release);
-        const ProgramRun run = release.program.run(QStringList{"-t"} + options + QStringList{release.url});
+        const ProgramRun run = release.run(options);
         QVERIFY2(!run.crashed && !run.timedOut, describe(run));
         const QStringList expected = COMMAND_LINE + inContext("TavrinUpdateBusinessLogic", texts);
         const QString differences = textsComplaint(expected, release.program.recordedTexts());
@@ -232,7 +218,7 @@ private slots:
 
     void translatedTextIsShown()
     {
-        InstallableRelease release;
+        Release release;
         release.program.unset("TAVRIN");
         compareRun(release.program.run({"-t"}), 1, {}, RecordingTranslator::answerTo(NO_TAVRIN).toUtf8() + '\n');
     }

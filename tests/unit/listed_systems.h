@@ -1,15 +1,11 @@
-// The answer of the stand-in library while real processes named rtexec run, and what its test programs share. Other
-// tests may run such processes at the same time, so records are found by the number of their process. A process that
-// does not start or is not listed fails the test that asked for it.
+// What the test programs of the stand-in library share: real processes named rtexec, and the library's records of them.
+// Other tests may run such processes at the same time, so records are found by their process id. A process that does
+// not start or is not listed fails the test that asks for it.
 #pragma once
 
 #include "pidrtsys.h"
 #include "real_process.h"
 #include "test.h"
-
-#include <cstdlib>
-#include <memory>
-#include <vector>
 
 #include <pwd.h>
 
@@ -30,7 +26,7 @@ QByteArray textOf(const char (&field)[size])
     return length < size ? QByteArray(field, static_cast<int>(length)) : QByteArray("(a field without its NUL)");
 }
 
-/** The library's answer as text, one line a record; "inconsistent" when array and number do not go together. */
+/** The library's answer as text, one line per record; "inconsistent" when its array and its count contradict. */
 inline QByteArray answer()
 {
     Pidrtsys* systems = nullptr;
@@ -72,7 +68,7 @@ inline Listed recordOf(const RealProcess& process, const QByteArray& text = answ
     return {};
 }
 
-/** A process that runs its program. */
+/** A process that has started its program. */
 struct StartedProcess : RealProcess
 {
     explicit StartedProcess(const Start& start) : RealProcess(start)
@@ -83,7 +79,7 @@ struct StartedProcess : RealProcess
     }
 };
 
-/** Starts a process and looks once. */
+/** Starts a process and returns its record. */
 inline Listed recordOfStarted(const Start& start)
 {
     const StartedProcess process(start);
@@ -94,14 +90,14 @@ inline Listed recordOfStarted(const Start& start)
     return record;
 }
 
-/** The name of a user, the number where there is none. */
+/** The name of a user, or the number of a user without a name. */
 inline QByteArray nameOf(uid_t user)
 {
     const passwd* entry = getpwuid(user);
     return entry == nullptr ? QByteArray::number(user) : QByteArray(entry->pw_name);
 }
 
-/** What a test function of the library needs: programs to start as systems. */
+/** The base of the library's tests, with a program that is started as a system. */
 class PidrtsysTest : public Test
 {
     Q_OBJECT

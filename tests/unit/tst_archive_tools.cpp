@@ -1,5 +1,5 @@
-// Unpacking an archive as the tools see it: how gunzip and the archive tool are called, and what follows when one of
-// them talks, fails, or is missing. Recorders take their place.
+// How gunzip and the archive tool are called to unpack an archive, and what happens when one of them prints something,
+// fails, or is missing. Recorders replace both.
 #include "archive_window.h"
 #include "test.h"
 #include "test_files.h"
@@ -25,7 +25,7 @@ class TstArchiveTools : public Test
     Q_OBJECT
 
 private slots:
-    void archiverIsCalledWithKeepingAbsolutePaths()
+    void archiverKeepsAbsolutePaths()
     {
         ArchiveWindow window;
         window.recordArchiver();
@@ -49,16 +49,16 @@ private slots:
         QCOMPARE(contentOf(window.installation.path("lib/gunzip-input")), QByteArray("0"));
     }
 
-    void whatTheDecompressorLeavesIsUnpacked_data()
+    void fileLeftByTheDecompressorIsUnpacked_data()
     {
-        // left: the archive's name afterwards
+        // left: the archive's new name
         const Rows<FakeTool, QString> row("decompressor", "left");
         row("decompressed file", FakeTool::running("/bin/mv \"$1\" \"${1%.gz}\""), "p1.5.tar");
         row("decompressed file after a failure", FakeTool::running("/bin/mv \"$1\" \"${1%.gz}\"", 1), "p1.5.tar");
         row("untouched file after a failure", FakeTool::printing({}, "cannot\n", 2), "p1.5.tar.gz");
     }
 
-    void whatTheDecompressorLeavesIsUnpacked()
+    void fileLeftByTheDecompressorIsUnpacked()
     {
         QFETCH(FakeTool, decompressor);
         QFETCH(QString, left);
@@ -86,7 +86,7 @@ private slots:
         QCOMPARE(window.events.value(2), QString("log:Continuing..."));
     }
 
-    void fileThatTheDecompressorRemovedIsMissed()
+    void fileRemovedByTheDecompressorIsReported()
     {
         ArchiveWindow window;
         window.recordArchiver();
@@ -108,19 +108,19 @@ private slots:
         QCOMPARE(window.events, QStringList{"log:x /opt/tavrin/5.9/lib/one.txt\n"});
     }
 
-    void decompressorTalksOnlyWhenVerbose_data()
+    void decompressorOutputIsShownOnlyWhenVerbose_data()
     {
         const Rows<bool, QByteArray, QByteArray, QStringList> row("verbose", "output", "errors", "events");
         const QString first = "log:Executing system command: gunzip /opt/tavrin/5.9/patches/p1.tar.gz";
         const QString last = "log:Executing system command: /opt/tavrin/5.9/bin/bsdtar -xvPf "
                              "/opt/tavrin/5.9/patches/p1.tar.gz";
         row("not verbose", false, "said\n", "complained\n", {});
-        row("verbose and silent", true, {}, {}, {first, last});
+        row("verbose without output", true, {}, {}, {first, last});
         row("verbose with output", true, "said\n", {}, {first, "log:said\n", "log:Continuing...", last});
         row("verbose with errors", true, "said\n", "complained", {first, "log:complained", "log:Continuing...", last});
     }
 
-    void decompressorTalksOnlyWhenVerbose()
+    void decompressorOutputIsShownOnlyWhenVerbose()
     {
         QFETCH(bool, verbose);
         QFETCH(QByteArray, output);
@@ -132,24 +132,24 @@ private slots:
         QTEST(window.events, "events");
     }
 
-    void whatTheArchiverSaysIsShownOrReturned_data()
+    void archiverOutputIsShownOrReturned_data()
     {
         const Rows<bool, int, QByteArray, QByteArray, QString, QStringList> row("verbose", "status", "output", "errors",
                                                                                 "failure", "shown");
         for (const bool verbose : {false, true}) {
             const QByteArray mode = verbose ? "verbose, " : "";
-            row(mode + "silence", verbose, 0, {}, {}, {}, {});
+            row(mode + "no output", verbose, 0, {}, {}, {}, {});
             row(mode + "listing on standard error", verbose, 0, {}, "x a\nx b\n", {}, {"log:x a\nx b\n"});
             row(mode + "listing on standard output", verbose, 0, "x a", {}, {}, {"log:x a"});
             row(mode + "listing on both", verbose, 0, "x a\n", "note\n", {}, {"log:note\n"});
             row(mode + "failure on standard error", verbose, 1, {}, "x a\nbroken\n", "x a\nbroken\n", {});
             row(mode + "failure on standard output", verbose, 1, "broken", {}, "broken", {});
             row(mode + "failure on both", verbose, 1, "listing\n", "broken\n", "broken\n", {});
-            row(mode + "silent failure looks like success", verbose, 1, {}, {}, {}, {});
+            row(mode + "failure without output looks like success", verbose, 1, {}, {}, {}, {});
         }
     }
 
-    void whatTheArchiverSaysIsShownOrReturned()
+    void archiverOutputIsShownOrReturned()
     {
         QFETCH(bool, verbose);
         QFETCH(int, status);

@@ -1,13 +1,13 @@
-// From the list of patches to files in the installation: which archives there are, which names are decompressed first,
-// and what the real gunzip and bsdtar make of real archives, good and broken. What bsdtar says about a broken one is
-// asked of bsdtar. How the tools are called, and what becomes of their output, is the subject of tst_archive_tools.
+// Unpacking the archives of the listed patches: which files are unpacked, which are decompressed first, and what the
+// real gunzip and bsdtar do with real archives, good and broken. The expected message about a broken archive comes from
+// bsdtar itself. tst_archive_tools tests how the tools are called and what happens to their output.
 #include "archive_window.h"
 #include "test.h"
 #include "test_files.h"
 
 namespace {
 
-// The paths of a list of archives that the logic has added its own to.
+// The paths in a list of archives after the logic has added its own.
 QStringList archivesOf(ArchiveWindow& window, QList<QFileInfo> archives = {})
 {
     window.logic.buildPatchArchiveList(archives);
@@ -25,7 +25,7 @@ class TstArchives : public Test
     Q_OBJECT
 
 private slots:
-    void listFollowsThePatchesNotInstalled()
+    void listHasTheArchivesOfMissingPatches()
     {
         ArchiveWindow window;
         QCOMPARE(window.initialized, QString());
@@ -34,11 +34,11 @@ private slots:
         window.logic.determinePatchesApplied();
         const QStringList paths{window.archivePath("C.tar.gz"), window.archivePath("sub/A%201.tar")};
         QCOMPARE(archivesOf(window), paths);
-        QCOMPARE(window.logic.getPatchName(), QString(" ")); // the walk ran to its end
+        QCOMPARE(window.logic.getPatchName(), QString(" ")); // the cursor is behind the last patch
         QCOMPARE(archivesOf(window, {QFileInfo("/tmp/other.tar")}), QStringList{"/tmp/other.tar"} + paths);
     }
 
-    void listNamesTheInstallationWithoutAPatchesDirectory()
+    void archivesAreInTheInstallationWithoutAPatchesDirectory()
     {
         ArchiveWindow window;
         window.installation.without("patches");
@@ -46,7 +46,7 @@ private slots:
         QCOMPARE(archivesOf(window), QStringList{window.installation.path("A.tar")});
     }
 
-    void suffixMakesAnArchive_data()
+    void suffixDecidesWhatIsAnArchive_data()
     {
         const Rows<bool> row("archive");
         for (const char* name : {"p1.tar", "p1.tar.gz", "p1.gz", "p1.gzip", "p1.tar.gzip", "p1.bz2", "p1.tar.bz2",
@@ -59,7 +59,7 @@ private slots:
         }
     }
 
-    void suffixMakesAnArchive()
+    void suffixDecidesWhatIsAnArchive()
     {
         const ArchiveWindow window;
         QTEST(window.logic.isArchive(QTest::currentDataTag()), "archive");
@@ -67,7 +67,7 @@ private slots:
 
     void archiveIsExtracted_data()
     {
-        // left: in the patches directory, and what the archive names afterwards
+        // left: the archive's new name, the only file in the patches directory
         const Rows<QString, QStringList, QString> row("name", "compression", "left");
         row("plain", "p1.tar", {}, "p1.tar");
         row("gzip", "p1.tar.gz", {"-z"}, "p1.tar");
@@ -80,12 +80,12 @@ private slots:
         row("dots in the name of a plain one", "p1-5.9.tar", {}, "p1-5.9.tar");
         row("dots in the name of a compressed one", "p1-5.9.2.tar.gz", {"-z"}, "p1-5.9.2.tar");
         row("three parts without tar", "p1.5.gz", {"-z"}, "p1.5");
-        row("blanks", "p 1 b.tar.gz", {"-z"}, "p 1 b.tar");
-        row("beyond ASCII", QString::fromUtf8("p\xc3\xa9\xe2\x82\xac.tar.gz"), {"-z"},
+        row("spaces", "p 1 b.tar.gz", {"-z"}, "p 1 b.tar");
+        row("not ASCII", QString::fromUtf8("p\xc3\xa9\xe2\x82\xac.tar.gz"), {"-z"},
             QString::fromUtf8("p\xc3\xa9\xe2\x82\xac.tar"));
         row("quotes and dollars", "p'1\"$HOME;.tar.gz", {"-z"}, "p'1\"$HOME;.tar");
-        row("compressed but not called so", "p1.tar", {"-z"}, "p1.tar");
-        row("called compressed but not so", "p1.tar.gz", {}, "p1.tar.gz");
+        row("compressed, with the name of a plain one", "p1.tar", {"-z"}, "p1.tar");
+        row("plain, with the name of a compressed one", "p1.tar.gz", {}, "p1.tar.gz");
     }
 
     void archiveIsExtracted()
@@ -103,7 +103,7 @@ private slots:
         QCOMPARE(window.events, QStringList{"log:x /opt/tavrin/5.9/lib/one.txt\nx /opt/tavrin/5.9/patched/P1\n"});
     }
 
-    void relativeMembersLandInTheWorkingDirectory()
+    void relativeMembersAreUnpackedIntoTheWorkingDirectory()
     {
         ArchiveWindow window;
         const QTemporaryDir elsewhere;
@@ -119,7 +119,7 @@ private slots:
         QVERIFY(!QFileInfo::exists(window.archivePath("member.txt")));
     }
 
-    void whatIsNoArchiveIsLeftAlone_data()
+    void otherFilesAreLeftAsTheyAre_data()
     {
         const Rows<QString, bool> row("name", "present");
         row("missing", "p1.tar.gz", false);
@@ -131,7 +131,7 @@ private slots:
         row("no suffix", "p1", true);
     }
 
-    void whatIsNoArchiveIsLeftAlone()
+    void otherFilesAreLeftAsTheyAre()
     {
         QFETCH(QString, name);
         QFETCH(bool, present);
@@ -174,18 +174,15 @@ private slots:
         const QString name = QTest::currentDataTag();
         window.installation.withFile("patches/" + name, "text");
         QFileInfo archive(window.archivePath(name));
-        QCOMPARE(window.logic.decompress(archive), QString()); // whether it is an archive was asked before
-        QStringList expected;
-        if (decompressed) {
-            expected << "gunzip|" + window.archivePath(name);
-        }
-        expected << "bsdtar|-xvPf|" + window.archivePath(name);
-        QCOMPARE(window.tools.callLines(), expected);
+        QCOMPARE(window.logic.decompress(archive), QString()); // the caller has checked the suffix
+        const QStringList gunzip{"gunzip|" + window.archivePath(name)};
+        const QStringList bsdtar{"bsdtar|-xvPf|" + window.archivePath(name)};
+        QCOMPARE(window.tools.callLines(), decompressed ? gunzip + bsdtar : bsdtar);
     }
 
     void corruptedArchiveIsReported_data()
     {
-        // left: in the patches directory, and what the archive names afterwards
+        // left: the archive's new name, the only file in the patches directory
         const Rows<QString, QStringList, QString, QString, bool> row("name", "compression", "where", "left",
                                                                      "isFailure");
         const QList<QPair<QString, QStringList>> kinds{
@@ -215,7 +212,7 @@ private slots:
         if (where == "head") {
             bytes.replace(0, 64, QByteArray(64, '\xff'));
         } else if (where == "middle") {
-            // Of a plain archive the second header, of a compressed one what is in its middle.
+            // In a plain archive, 1024 is the second header.
             const int position = compression.isEmpty() ? 1024 : bytes.size() / 2;
             bytes.replace(position, 16, QByteArray(16, '\xff'));
         } else {
@@ -227,11 +224,10 @@ private slots:
         QCOMPARE(window.archive.absoluteFilePath(), window.archivePath(left));
         QCOMPARE(window.filesIn("patches"), QStringList{left});
         const HelperRun run = runHelper(window.installation.path("bin/bsdtar"), {"-xvPf", window.archivePath(left)});
-        const QString said = run.errors;
-        QVERIFY2(said.contains("bsdtar: "), qPrintable(said));
+        QVERIFY2(run.errors.contains("bsdtar: "), run.errors);
         QCOMPARE(run.status, isFailure ? 1 : 0);
-        QCOMPARE(failure, isFailure ? said : QString());
-        QCOMPARE(window.events, isFailure ? QStringList() : QStringList{"log:" + said});
+        QCOMPARE(failure, isFailure ? QString(run.errors) : QString());
+        QCOMPARE(window.events, isFailure ? QStringList() : QStringList{"log:" + run.errors});
     }
 };
 

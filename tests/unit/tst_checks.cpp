@@ -1,5 +1,5 @@
-// The checks of the installation in window mode, where none of them ends the process: what is reported, what is
-// returned, and what the object knows afterwards. What a terminal run prints is the subject of tst_environment.
+// The checks of the installation in window mode, where none of them ends the process: what is reported and returned,
+// and the state of the object afterwards. tst_environment tests what a terminal run prints.
 #include "test.h"
 #include "test_paths.h"
 #include "window_logic.h"
@@ -18,9 +18,10 @@ Options optionsFor(const QString& release, bool apply)
     return options;
 }
 
-QString notWritable(const QString& lines)
+// The message without the line break that a terminal run adds.
+QString unwritable(const QStringList& paths)
 {
-    return "To apply patches you must have write access to the TAVRIN directories\n(" + lines + ")\n";
+    return notWritable(paths).chopped(1);
 }
 
 QString defaultUrlOf(const QString& release)
@@ -42,9 +43,10 @@ private slots:
     {
         WindowLogic window(optionsFor("5.8", true));
         QCOMPARE(window.events, QStringList{NO_SUCH_OVERRIDE});
-        const QStringList entries{"",         "/patched", "/patches", "/bin", "/data",
-                                  "/data/pf", "/include", "/lib",     "/man", "/man/man1"};
-        QCOMPARE(window.initialized, notWritable("/opt/tavrin/5.8" + entries.join("\n/opt/tavrin/5.8")));
+        const QString root = "/opt/tavrin/5.8";
+        QCOMPARE(window.initialized,
+                 unwritable({root, root + "/patched", root + "/patches", root + "/bin", root + "/data",
+                             root + "/data/pf", root + "/include", root + "/lib", root + "/man", root + "/man/man1"}));
         QCOMPARE(window.logic.getTavrinRelease(), QString("5.9"));
         QCOMPARE(window.logic.getReleaseOverriddenWarning(), QString());
         QVERIFY(!window.logic.showProposed());
@@ -61,7 +63,7 @@ private slots:
         QCOMPARE(window.logic.getCurrentUrlString(), defaultUrlOf("5.9"));
         QCOMPARE(window.logic.getReleaseOverriddenWarning(), QString());
 
-        // The directory in use is the missing one all the same.
+        // The directory in use is still the missing one.
         window.installation.withPatched("P1");
         window.list({"P1.tar"});
         window.logic.determinePatchesApplied();
@@ -71,7 +73,7 @@ private slots:
     void overrideTurnsTheRunIntoAListing()
     {
         FakeInstallation overriding("5.8");
-        overriding.withPatched("P1").without("lib"); // nothing is to be applied, so nothing need be writable
+        overriding.withPatched("P1").without("lib"); // nothing is applied, so nothing has to be writable
         WindowLogic window(optionsFor("5.8", true));
         QCOMPARE(window.initialized, QString());
         QCOMPARE(window.events, QStringList()); // the warning is shown when patches are to be applied
@@ -88,7 +90,7 @@ private slots:
         QCOMPARE(window.appliedMarks(), QString("Y"));
     }
 
-    void redundantOverrideIsNone()
+    void redundantOverrideHasNoEffect()
     {
         WindowLogic window(optionsFor("5.9", true));
         QCOMPARE(window.initialized, QString());
@@ -109,7 +111,7 @@ private slots:
         QCOMPARE(window.logic.getCurrentUrlString(), defaultUrlOf("5.9"));
         QVERIFY(!window.logic.urlIsOverridden());
 
-        // The run went on to its end: an answer to a request is received.
+        // The initialisation was completed: the answer to a request is received.
         const LocalSource source(pageOf({"P1"}));
         window.events.clear();
         QCOMPARE(window.logic.setUrl(source.url()), QString());
@@ -118,18 +120,18 @@ private slots:
         QCOMPARE(window.appliedMarks(), QString("N"));
     }
 
-    void objectWithAFailedCheckKnowsWhatCameBefore()
+    void failedCheckKeepsEarlierResults()
     {
         FakeInstallation installation("6.0");
         installation.without("man/man1");
         qputenv("TAVRIN", installation.path().toUtf8());
         TavrinUpdateBusinessLogic logic("tavrin_update");
-        QCOMPARE(logic.initialize(optionsFor(QString(), true)), notWritable("/opt/tavrin/6.0/man/man1"));
+        QCOMPARE(logic.initialize(optionsFor(QString(), true)), unwritable({"/opt/tavrin/6.0/man/man1"}));
         QCOMPARE(logic.getTavrinRelease(), QString("6.0"));
         QCOMPARE(logic.getDefaultUrlString(), PATCH_URL);
         QCOMPARE(logic.getCurrentUrlString(), QString());
 
-        // The answers of the network are not connected yet: a request leads nowhere, and nothing fails.
+        // The network is not connected yet: a request has no effect, and nothing fails.
         const LocalSource source(pageOf({"P1"}));
         QSignalSpy ready(&logic, SIGNAL(patchListReady()));
         const SignalRecorder recorder(logic);
@@ -142,5 +144,4 @@ private slots:
 };
 
 TAVRIN_TEST_MAIN(TstChecks)
-
 #include "tst_checks.moc"

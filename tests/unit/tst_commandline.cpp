@@ -1,6 +1,6 @@
-// The entry's three functions that can be called: which application object a command line gets, and what options come
-// of it. The entry's source is built into this test with its main renamed. Each test makes its own application object,
-// because the arguments belong to it; command lines that end the process are tst_usage's subject.
+// The three functions of the program's entry: which application object a command line gets, and which options it sets.
+// The entry's source is built into this test with its main renamed. Each test makes its own application object, which
+// holds the arguments. Command lines that end the process are tested in tst_usage.
 #include "tavrin_update.h"
 
 #include "recording_translator.h"
@@ -13,7 +13,7 @@ namespace {
 
 using Options = TavrinUpdateBusinessLogic::CommandLineOptions;
 
-// A command line in the form in which main() gets it.
+// A command line as main() gets it.
 struct CommandLine
 {
     explicit CommandLine(const QStringList& arguments) : texts{"/usr/bin/tavrin_update"}, count(arguments.size() + 1)
@@ -40,21 +40,14 @@ struct CommandLine
 // One line for all fields, so that a failed comparison shows them all.
 QString describe(const Options& options)
 {
-    const QList<QPair<bool, QString>> flags{{options.apply, "apply"},
-                                            {options.showProposed, "showProposed"},
-                                            {options.terminal, "terminal"},
-                                            {options.listUnapplied, "listUnapplied"},
-                                            {options.listAll, "listAll"},
-                                            {options.verbose, "verbose"},
-                                            {options.allowWhileRunning, "allowWhileRunning"}};
-    QStringList words;
-    for (const auto& [isSet, name] : flags) {
-        if (isSet) {
-            words << name;
-        }
-    }
-    words << QStringLiteral("email=%1 release=%2 url=%3").arg(options.email, options.release, options.url);
-    return words.join(QLatin1Char(' '));
+    const auto word = [](bool isSet, const char* name) {
+        return QString(isSet ? name : "");
+    };
+    return word(options.apply, "apply ") + word(options.showProposed, "showProposed ") +
+           word(options.terminal, "terminal ") + word(options.listUnapplied, "listUnapplied ") +
+           word(options.listAll, "listAll ") + word(options.verbose, "verbose ") +
+           word(options.allowWhileRunning, "allowWhileRunning ") +
+           QStringLiteral("email=%1 release=%2 url=%3").arg(options.email, options.release, options.url);
 }
 
 void parse(const QStringList& arguments, Options& options)
@@ -71,36 +64,34 @@ class TstCommandline : public Test
     Q_OBJECT
 
 private slots:
-    void terminalIsAskedForByItsLiteralOption_data()
+    void terminalModeNeedsTheLiteralOption_data()
     {
         const Rows<QStringList, bool> row("arguments", "terminal");
-
         row("no arguments", {}, false);
         row("the option alone", {"-t"}, true);
         row("the option last", {"-l", "http://host.test/", "-t"}, true);
         row("other options", {"-l", "-L", "-n", "-v", "-Q"}, false);
-        row("a cluster with it last", {"-lt"}, false);
-        row("a cluster with it first", {"-tl"}, false);
+        row("last in a cluster", {"-lt"}, false);
+        row("first in a cluster", {"-tl"}, false);
         row("in capitals", {"-T"}, false);
         row("two dashes", {"--t"}, false);
         row("a long form", {"--terminal"}, false);
         row("no dash", {"t"}, false);
-        row("a blank behind", {"-t "}, false);
+        row("a trailing space", {"-t "}, false);
         row("within a value", {"-m", "a-t"}, false);
         row("as the value of another option", {"-m", "-t"}, true);
-        row("behind the end of the options", {"--", "-t"}, true);
+        row("after the end of the options", {"--", "-t"}, true);
         row("an empty argument", {""}, false);
     }
 
-    void terminalIsAskedForByItsLiteralOption()
+    void terminalModeNeedsTheLiteralOption()
     {
         QFETCH(QStringList, arguments);
-        QFETCH(bool, terminal);
         CommandLine line(arguments);
-        QCOMPARE(isTerminal(line.count, line.argv()), terminal);
+        QTEST(isTerminal(line.count, line.argv()), "terminal");
     }
 
-    void programNameAsksForNothing()
+    void programNameIsNoOption()
     {
         char name[] = "-t";
         char* argv[] = {name, nullptr};
@@ -133,10 +124,10 @@ private slots:
         QCOMPARE(QCoreApplication::arguments(), (QStringList{"/usr/bin/tavrin_update", "-l", "http://host.test/"}));
     }
 
-    void freshOptionsDescribeAVerboseTerminalRun()
+    void newOptionsDescribeAVerboseTerminalRun()
     {
         Options options;
-        options.showProposed = false; // the one field without a value of its own
+        options.showProposed = false; // the only field without a default
         QCOMPARE(describe(options), QStringLiteral("terminal verbose email= release= url="));
     }
 
@@ -154,7 +145,6 @@ private slots:
     void commandLineFillsTheOptions_data()
     {
         const Rows<QStringList, QString> row("arguments", "options");
-
         const QString none = "email= release= url=";
         row("nothing", {}, "apply " + none);
         row("-t", {"-t"}, "apply terminal " + none);
@@ -189,8 +179,8 @@ private slots:
         row("two addresses, the last empty", {"-m", "a", "-m", ""}, "apply " + none);
         row("a cluster", {"-lt"}, "terminal listUnapplied " + none);
         row("a cluster of all flags", {"-tlLnvQ"}, "showProposed terminal listAll verbose " + none);
-        row("options behind the URL", {"file:///one", "-l"}, "terminal listUnapplied email= release= url=file:///one");
-        row("a URL behind the end of the options", {"-t", "--", "-l"}, "apply terminal email= release= url=-l");
+        row("options after the URL", {"file:///one", "-l"}, "terminal listUnapplied email= release= url=file:///one");
+        row("a URL after the end of the options", {"-t", "--", "-l"}, "apply terminal email= release= url=-l");
         row("an option given twice", {"-n", "-n"}, "showProposed terminal " + none);
         row("everything", {"-t", "-l", "-L", "-n", "-v", "-Q", "-m", "a", "-r", "5.8", "file:///one", "file:///two"},
             "showProposed terminal listAll verbose email=a release=5.8 url=file:///one");
@@ -199,13 +189,12 @@ private slots:
     void commandLineFillsTheOptions()
     {
         QFETCH(QStringList, arguments);
-        QFETCH(QString, options);
         Options parsed;
         parse(arguments, parsed);
-        QCOMPARE(describe(parsed), options);
+        QTEST(describe(parsed), "options");
     }
 
-    void absentOptionsClearOrKeepWhatWasThere()
+    void absentOptionsClearOrKeepEarlierValues()
     {
         Options options;
         options.apply = false;
@@ -261,5 +250,4 @@ int main(int argc, char** argv)
     TstCommandline test;
     return QTest::qExec(&test, argc, argv);
 }
-
 #include "tst_commandline.moc"

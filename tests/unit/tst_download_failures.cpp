@@ -1,9 +1,8 @@
-// The queue in window mode when a download, an archive or a tool fails: every failure is reported and the run carries
-// on to its end.
+// Downloads and their installation in window mode when a download, an archive or a tool fails: every failure is
+// reported, and the run continues to its end.
 #include "download_window.h"
 #include "page_reply.h"
 #include "test.h"
-#include "test_files.h"
 
 using Answer = FakePatchServer::Answer;
 using Logic = TavrinUpdateBusinessLogic;
@@ -25,13 +24,13 @@ class TstDownloadFailures : public Test
 private slots:
     void failedDownloadIsReported_data()
     {
-        // reason: %1 is the address as Qt shows it
+        // reason: %1 is the address as Qt writes it
         const Rows<Answer, QString> row("answer", "reason");
         const QString refused = "Error transferring %1 - server replied: As told";
         row("not found", Answer::status(404, "no"), refused);
         row("forbidden", Answer::status(403, "no"), refused);
         row("server error", Answer::status(500), refused);
-        row("hangs up at once", Answer::hangUp(), "Connection closed");
+        row("closes the connection at once", Answer::hangUp(), "Connection closed");
         row("stops in the middle", Answer::body("a body of some length").cutAfter(6), "Connection closed");
         row("stops before the body", Answer::body("a body of some length").cutAfter(0), "Connection closed");
     }
@@ -44,14 +43,14 @@ private slots:
         DownloadWindow window;
         window.offer(archive, answer);
         window.install();
-        // Qt's reason shows the address to be read, the message itself as it was asked for.
+        // Qt's reason has the decoded address, the message itself the encoded one.
         reason.replace("%1", window.server.url("/5.9/" + archive));
         const QString address = window.server.url("/5.9/P%20%C3%A9.tar");
         const QString failure = "fail:Download of " + address + " failed: " + reason + '\n';
         QCOMPARE(window.events, runOf({failure}, {archive}));
         QCOMPARE(window.filesIn("patches"), QStringList());
         QCOMPARE(window.tools.callLines(), QStringList{"perl|/opt/tavrin/5.9/bin/ozna_installed_patches"});
-        QCOMPARE(window.appliedMarks(), QString("N")); // there is no mark in the installation
+        QCOMPARE(window.appliedMarks(), QString("N")); // the installation has no mark
     }
 
     void failedLastDownloadStillStartsTheInstallation()
@@ -67,7 +66,7 @@ private slots:
         QCOMPARE(window.appliedMarks(), QString("YN"));
     }
 
-    void failedFirstDownloadLeavesTheOthersGoing()
+    void failedFirstDownloadDoesNotStopTheOthers()
     {
         DownloadWindow window;
         window.offer("P1.tar", Answer::redirect(302, "/5.9/P2.tar"));
@@ -110,7 +109,7 @@ private slots:
         window.offer("P1.tar", Answer::body("new"));
         window.installation.withFile("patches/P1.tar", "older").withMode("patches/P1.tar", 0444);
         window.install();
-        // The older file has a size, so its data are not missed.
+        // The older file is not empty, so no missing data is reported.
         QCOMPARE(window.events, runOf({NOT_OPENED, downloaded("P1.tar")}, {"P1.tar"}));
         QCOMPARE(contentOf(window.installation.path("patches/P1.tar")), QByteArray("older"));
     }
@@ -188,13 +187,13 @@ private slots:
         QCOMPARE(window.appliedMarks(), QString("Y"));
     }
 
-    void stateIsWorkedOutAgainAtTheEnd()
+    void appliedStateIsDeterminedAgainAtTheEnd()
     {
         DownloadWindow window;
         window.offer("P1.tar", Answer::body("one"));
         window.offer("P2.tar", Answer::status(404));
         window.list({"P3.tar"});
-        // The archive brings the mark of another patch than the one it is listed as.
+        // The archive contains the mark of another patch than its own.
         const QByteArray otherMark = window.installation.path("patched/P2").toUtf8();
         window.recordArchiver(FakeTool::running(": >" + otherMark));
         window.installation.withPatched("P3");
@@ -233,7 +232,7 @@ private slots:
         QCOMPARE(window.events, expected + installationOf({"P1.tar", "P2.tar"}));
     }
 
-    void bodyCutShortIsAFailedDownload()
+    void truncatedBodyIsAFailedDownload()
     {
         DownloadWindow window("file:///nowhere/");
         auto* reply = new PageReply("on", "http://host.test/5.9/P1.tar");

@@ -1,11 +1,9 @@
-// The queue in window mode when all goes well: which requests go out, what an outcome leads to, step by step, and the
-// install sequence after the last download. Failures, which are reported while the run carries on, are the subject of
-// tst_download_failures.
+// Successful downloads and their installation in window mode: which requests are sent, what each step signals, and the
+// install sequence after the last download. Failures are tested in tst_download_failures.
 #include "download_window.h"
 #include "page_reply.h"
 #include "test.h"
 
-#include <QPointer>
 #include <QScopeGuard>
 
 #include <algorithm>
@@ -42,11 +40,11 @@ private slots:
         QVERIFY(!window.logic.updatesNeeded());
     }
 
-    void requestsGoOutAtOnce()
+    void allRequestsAreSentAtOnce()
     {
         DownloadWindow window;
         QList<QByteArray> paths;
-        for (int i = 1; i <= 6; ++i) { // as many as Qt has connections to one host
+        for (int i = 1; i <= 6; ++i) { // the number of connections that Qt makes to one host
             const QString archive = QString("P%1.tar").arg(i);
             paths << "/5.9/" + archive.toUtf8();
             window.offer(archive, Answer::body("text").held());
@@ -77,7 +75,7 @@ private slots:
         window.list({"P1.tar"});
         window.logic.determinePatchesApplied();
         window.logic.applyPatches();
-        // A request that goes out afterwards comes back; anything the first call had started would be in before it.
+        // When this later request has arrived, so has everything that the first call could have sent.
         window.offer("P2.tar", Answer::body("two").held());
         window.logic.applyPatches();
         QTRY_COMPARE(window.server.requestedPaths(), QList<QByteArray>{"/5.9/P2.tar"});
@@ -86,7 +84,7 @@ private slots:
         QCOMPARE(window.filesIn("patches"), QStringList());
     }
 
-    void nothingHappensWithoutLeaveToDoAnything()
+    void nothingHappensWithoutApplyAndDryRun()
     {
         DownloadWindow window(WindowLogic::quietOptions("file:///nowhere/"));
         window.list({"P1.tar"});
@@ -107,23 +105,23 @@ private slots:
         const QStringList before = window.installation.tree();
         window.logic.applyPatches();
         QCOMPARE(window.events, (QStringList{logged(DRY_DOWNLOAD), logged(PAGE), logged(RESTART_NOTICE)}));
-        QCoreApplication::processEvents(); // a local file would come in at once
+        QCoreApplication::processEvents(); // a local file would be read at once
         QCOMPARE(window.events.size(), 3);
         QCOMPARE(window.tools.callLines(), QStringList());
         QCOMPARE(window.installation.tree(), before);
-        QCOMPARE(window.logic.getPatchName(), QString(" ")); // the walk ran to its end
+        QCOMPARE(window.logic.getPatchName(), QString(" ")); // the cursor is behind the last patch
     }
 
-    void headingGoesByTheDryRunAlone_data()
+    void dryRunAloneDecidesOnTheHeading_data()
     {
         const Rows<bool, bool, QString> row("apply", "showProposed", "heading");
         row("neither", false, false, START);
-        row("leave to apply", true, false, START);
+        row("apply", true, false, START);
         row("dry run", false, true, logged(DRY_DOWNLOAD));
         row("both", true, true, logged(DRY_DOWNLOAD));
     }
 
-    void headingGoesByTheDryRunAlone()
+    void dryRunAloneDecidesOnTheHeading()
     {
         QFETCH(bool, apply);
         QFETCH(bool, showProposed);
@@ -137,7 +135,7 @@ private slots:
         window.list({"P1.tar"});
         window.logic.beginDownload();
         QCOMPARE(window.events, QStringList{heading});
-        QCoreApplication::processEvents(); // a local file comes in at once
+        QCoreApplication::processEvents(); // a local file is read at once
         QCOMPARE(window.events.contains(downloaded("P1.tar")), apply);
     }
 
@@ -147,15 +145,15 @@ private slots:
         const Rows<QString, QByteArray, QString, QString> row("archive", "path", "file", "unpacked");
         const QString accented = QString::fromUtf8("P\xc3\xa9.tar");
         row("plain", "P1.tar", "/5.9/P1.tar", "P1.tar", "P1.tar");
-        row("blank is encoded", "P 1.tar", "/5.9/P%201.tar", "P 1.tar", "P 1.tar");
-        row("encoded blank stays", "P%201.tar", "/5.9/P%201.tar", "P 1.tar", "");
-        row("beyond ASCII", accented, "/5.9/P%C3%A9.tar", accented, accented);
-        row("encoded beyond ASCII", "P%C3%A9.tar", "/5.9/P%C3%A9.tar", accented, "");
-        row("lone percent sign", "P1%.tar", "/5.9/P1%25.tar", "P1%.tar", "P1%.tar");
+        row("space is encoded", "P 1.tar", "/5.9/P%201.tar", "P 1.tar", "P 1.tar");
+        row("encoded space is kept", "P%201.tar", "/5.9/P%201.tar", "P 1.tar", "");
+        row("not ASCII", accented, "/5.9/P%C3%A9.tar", accented, accented);
+        row("not ASCII, encoded", "P%C3%A9.tar", "/5.9/P%C3%A9.tar", accented, "");
+        row("single percent sign", "P1%.tar", "/5.9/P1%25.tar", "P1%.tar", "P1%.tar");
         row("encoded percent sign", "P%2541.tar", "/5.9/P%2541.tar", "P%41.tar", "");
         row("directory part", "sub/P1.tar", "/5.9/sub/P1.tar", "P1.tar", "");
         row("encoded separator", "sub%2FP1.tar", "/5.9/sub%2FP1.tar", "P1.tar", "");
-        row("no separator is added for a rooted name", "/P1.tar", "/5.9//P1.tar", "P1.tar", "");
+        row("name with a leading separator", "/P1.tar", "/5.9//P1.tar", "P1.tar", "");
         row("query", "P1.tar?v=2", "/5.9/P1.tar?v=2", "P1.tar", "");
         row("query that ends like an archive", "P1.tar?v=2.tar", "/5.9/P1.tar?v=2.tar", "P1.tar", "");
     }
@@ -181,7 +179,7 @@ private slots:
         QCOMPARE(window.tools.callLines(), calls << "perl|/opt/tavrin/5.9/bin/ozna_installed_patches");
     }
 
-    void laterDownloadOfTheSameFileStays()
+    void laterDownloadReplacesTheSameFile()
     {
         DownloadWindow window;
         window.offer("a/P1.tar", Answer::body("first on the list, finished last").after("/5.9/b/P1.tar"));
@@ -246,7 +244,7 @@ private slots:
         QCOMPARE(window.events, QStringList{START});
     }
 
-    // As when the button is pressed again during the downloads.
+    // The user can press the button again during the downloads.
     void secondQueueDoesNotWaitForTheFirst()
     {
         DownloadWindow window;
@@ -259,7 +257,7 @@ private slots:
         QCOMPARE(window.events, runOf({START, downloaded("P1.tar")}, {"P1.tar"}));
         QCOMPARE(window.stored("P1.tar"), QByteArray("quick"));
 
-        // The first one's download still counts when it comes, and ends a queue of its own.
+        // The download of the first queue is still accepted, and ends a queue of its own.
         window.events.clear();
         window.server.release("/5.9/P1.tar");
         window.waitForEnd();
@@ -280,7 +278,7 @@ private slots:
         QCOMPARE(contentOf(source.path() + "/P1.tar"), QByteArray("one"));
     }
 
-    void localFilesMayBeMoreThanTheUsualLimitOfOpenFiles()
+    void localFilesMayExceedTheLimitOfOpenFiles()
     {
         const int patches = 150;
         LocalSource source{PatchPage()};
@@ -294,7 +292,7 @@ private slots:
         DownloadWindow window(source.url());
         QStringList expected{START};
         for (int i = 1; i <= patches; ++i) {
-            const QString archive = QStringLiteral("P%1.zip").arg(i); // of no known kind, so nothing is started for it
+            const QString archive = QStringLiteral("P%1.zip").arg(i); // no archive, so no tool is started for it
             source.withFile(archive, "content of " + archive.toUtf8());
             window.list({archive});
             expected << downloaded(archive);
@@ -303,7 +301,7 @@ private slots:
         QCOMPARE(window.events.mid(0, patches + 1), expected);
         QCOMPARE(window.stored("P150.zip"), QByteArray("content of P150.zip"));
 
-        // The programs started later inherit the limit, so it grows by no more than was needed.
+        // Programs that are started later inherit the limit, so it must not grow more than needed.
         rlimit raised = {};
         QCOMPARE(getrlimit(RLIMIT_NOFILE, &raised), 0);
         QCOMPARE(raised.rlim_cur, low.rlim_cur + patches);
@@ -318,7 +316,7 @@ private slots:
         window.tools.addTo(overriding.path("bin"), "bsdtar");
         QCOMPARE(window.initialized, QString());
         window.list({"P1.tar"});
-        // With an override nothing is requested, so a reply can only come from elsewhere.
+        // With an override nothing is requested, so the reply is one that was not requested.
         window.receiveArchive(new PageReply("one", "http://host.test/5.8/P1.tar"));
         QCOMPARE(window.events,
                  (QStringList{downloaded("P1.tar"), INSTALL, installed("P1.tar"), logged(RESTART_NOTICE), "status"}));
@@ -326,7 +324,7 @@ private slots:
         QCOMPARE(window.tools.callLines(), QStringList{"bsdtar|-xvPf|/opt/tavrin/5.8/patches/P1.tar"});
     }
 
-    void repliesFromElsewhereCountOnlyWhenNoneIsOut()
+    void unrequestedReplyEndsOnlyAnEmptyQueue()
     {
         DownloadWindow window;
         window.offer("P1.tar", Answer::body("one").held());

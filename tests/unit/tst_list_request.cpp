@@ -1,12 +1,10 @@
-// Requests for the list page in window mode: what is asked for, what each kind of answer leads to, and that only the
-// last one requested fills the list. (A terminal run ends its process: see the end-to-end tests.)
+// Requests for the list page in window mode: what is requested, what happens on each kind of answer, and that only the
+// answer to the last request fills the list. (A terminal run ends its process: see the end-to-end tests.)
 #include "fake_patch_server.h"
 #include "page_reply.h"
 #include "recording_translator.h"
 #include "test.h"
 #include "window_logic.h"
-
-#include <QPointer>
 
 using Answer = FakePatchServer::Answer;
 
@@ -33,7 +31,7 @@ public:
     QStringList addresses;
 };
 
-// A window run that asks for the list of patches.
+// A window run that requests the list of patches.
 struct ListWindow : WindowLogic
 {
     explicit ListWindow(const QString& url = "file:///nowhere/") : WindowLogic(quietOptions(url))
@@ -82,7 +80,7 @@ private slots:
         QTEST(logic.isHttpRedirect(&reply), "redirect");
     }
 
-    void localSourceIsAskedForItsPage()
+    void pageOfALocalSourceIsRequested()
     {
         const LocalSource source(pageOf({"P1"}));
         ListWindow window("file://" + source.path());
@@ -92,7 +90,7 @@ private slots:
         QCOMPARE(window.names(), QStringList{"P1"});
     }
 
-    void serverIsAskedForTheUrlItself()
+    void urlItselfIsRequestedFromAServer()
     {
         FakePatchServer server;
         server.answer("/5.9/", Answer::body(pageOf({"P1"}).html()));
@@ -136,15 +134,15 @@ private slots:
 
     void answerIsReadOrReported_data()
     {
-        // length: what the server announces; a page ends in a line break behind its markup
+        // length: announced by the server; the last byte of a page is a line break after its markup
         const Rows<QByteArray, int, int, QString> row("body", "status", "length", "event");
         const QByteArray page = pageOf({"P1"}).html();
         const int length = page.size();
         const QString failure = unreadList(ADDRESS_OF_REPLY, "Connection closed\n");
         row("whole page", page, 200, length, "ready");
         row("last byte missing", page.chopped(1), 200, length, failure);
-        row("no body at all", {}, 200, length, failure);
-        row("answer without a body of its own", page.chopped(1), 304, length, "ready");
+        row("no body", {}, 200, length, failure);
+        row("status without a body", page.chopped(1), 304, length, "ready");
         row("redirect", page, 302, length, "fail:Request was redirected.\n");
         row("broken page", "<ul><!-- new patch -->", 200, 22, "fail:Premature end of document.");
     }
@@ -164,7 +162,7 @@ private slots:
         QCOMPARE(window.logic.getPatchCount(), event == "ready" ? 1 : 0);
     }
 
-    void pageCutShortIsReportedInQtsTranslation()
+    void truncatedPageIsReportedInQtsTranslation()
     {
         ListWindow window;
         PageReply reply("");
@@ -215,7 +213,7 @@ private slots:
         QCOMPARE(window.names(), QStringList{"two"});
     }
 
-    void replyFromElsewhereIsHandled()
+    void unrequestedReplyIsHandled()
     {
         FakePatchServer server;
         server.answer("/slow/", Answer::body(pageOf({"Slow"}).html()).held());
@@ -241,12 +239,12 @@ private slots:
         ListWindow window;
         PageReply* const reply = new PageReply("");
         const QPointer<PageReply> watched = reply;
-        reply->fail(QNetworkReply::HostNotFoundError, "Host is away");
+        reply->fail(QNetworkReply::HostNotFoundError, "Host not found");
         window.receivePage(reply);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(!watched.isNull());
         delete reply;
-        QCOMPARE(window.events, QStringList{unreadList(ADDRESS_OF_REPLY, "Host is away\n")});
+        QCOMPARE(window.events, QStringList{unreadList(ADDRESS_OF_REPLY, "Host not found\n")});
     }
 
     void unreadableLocalPageIsReportedOnce_data()
@@ -264,7 +262,7 @@ private slots:
         window.logic.requestUpdatesList();
         const QString failure = unreadList(url + "index.html", reason);
         QTRY_COMPARE(window.events, QStringList{failure});
-        // A second answer would be queued already, before that to another request.
+        // A second report would be in the queue before the answer to another request.
         const LocalSource source(pageOf({"P1"}));
         QCOMPARE(window.logic.setUrl(source.url()), QString());
         QTRY_COMPARE(window.events.size(), 2);

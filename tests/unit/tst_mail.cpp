@@ -1,11 +1,11 @@
-// The mail of a scheduled run: when it is sent, how the mailer is called, and that the output of a mailer counts only
-// when it succeeds. A recorder takes the place of perl.
+// The mail of a scheduled run: when it is sent, how the mailer is called, and that its output is returned only when it
+// succeeds. A recorder replaces perl.
 #include "test.h"
 #include "window_logic.h"
 
 namespace {
 
-// A window run, so that nothing ends this process, with an address to mail to.
+// A window run with a mail address; a terminal run could end this process.
 struct MailingWindow : WindowLogic
 {
     explicit MailingWindow(bool verbose = false, const QString& address = "admin@host.test")
@@ -38,7 +38,7 @@ class TstMail : public Test
 private slots:
     void mailerIsCalledWithSubjectAndAddress_data()
     {
-        // The quotes and the blank after the second one belong to the subject.
+        // The quotes and the space after the second one are part of the subject.
         const Rows<bool, QString, QString, QStringList> row("verbose", "address", "call", "events");
         row("quiet", false, "admin@host.test", "perl|rtmail|-s|'2 Tavrin patches available' |admin@host.test", {});
         row("verbose", true, "admin@host.test", "perl|rtmail|-v|-s|'2 Tavrin patches available' |admin@host.test",
@@ -70,7 +70,7 @@ private slots:
         row("thousands are not grouped", QString("Not Installed: P\n").repeated(1234),
             "'1234 Tavrin patches available' ");
         row("within a line", "xNot Installedx Not Installed", "'2 Tavrin patches available' ");
-        row("other letters do not count", "Not Installed: P1\nnot installed: P2\nNOT INSTALLED\nNot  Installed",
+        row("other letter case does not count", "Not Installed: P1\nnot installed: P2\nNOT INSTALLED\nNot  Installed",
             "'1 Tavrin patches available' ");
     }
 
@@ -91,8 +91,8 @@ private slots:
         row("empty", {});
         row("header only", "header\nOn host, the Tavrin 5.9 distribution\n");
         row("compact lines", "header\n*  P1\n   P2\n");
-        row("other letters", "not installed: P1\n");
-        row("broken in two", "Not\nInstalled: P1\n");
+        row("other letter case", "not installed: P1\n");
+        row("split over two lines", "Not\nInstalled: P1\n");
     }
 
     void nothingIsSentWithoutAMissingPatch()
@@ -114,23 +114,23 @@ private slots:
         QCOMPARE(window.tools.calls().first().input, QByteArray("Not Installed: P\xe9?\n"));
     }
 
-    void resultIsWhatASuccessfulMailerSaid_data()
+    void resultIsTheOutputOfASuccessfulMailer_data()
     {
         const Rows<QByteArray, QByteArray, QString> row("output", "errors", "result");
-        row("silence", {}, {}, "");
+        row("no output", {}, {}, "");
         row("standard error", {}, "queued only\n", "queued only\n");
         row("standard output", "sent\n", {}, "sent\n");
         row("both", "sent\n", "queued only\n", "queued only\n");
     }
 
-    void resultIsWhatASuccessfulMailerSaid()
+    void resultIsTheOutputOfASuccessfulMailer()
     {
         QFETCH(QByteArray, output);
         QFETCH(QByteArray, errors);
         MailingWindow window;
         window.recordPerl(FakeTool::printing(output, errors));
         QTEST(window.logic.emailPatchInfo(REPORT), "result");
-        QCOMPARE(window.events, QStringList()); // reporting it is the caller's business
+        QCOMPARE(window.events, QStringList()); // the caller reports it
     }
 
     void failedMailerIsNotReported_data()
@@ -146,7 +146,7 @@ private slots:
         QFETCH(int, status);
         QFETCH(QByteArray, script);
         MailingWindow window;
-        window.recordPerl(FakeTool::running("echo said; echo no way to send >&2; " + script, status));
+        window.recordPerl(FakeTool::running("echo said; echo cannot send >&2; " + script, status));
         QCOMPARE(window.logic.emailPatchInfo(REPORT), QString());
         QCOMPARE(window.tools.calls().size(), 1);
         QCOMPARE(window.events, QStringList());
@@ -164,7 +164,7 @@ private slots:
     {
         MailingWindow window;
         window.recordPerl();
-        window.logic.addPatchToList("P1", "P1 1 May 2020", false, "P1.tar", "Says Not Installed twice: Not Installed");
+        window.logic.addPatchToList("P1", "P1 1 May 2020", false, "P1.tar", "Has Not Installed twice: Not Installed");
         window.logic.presentPatchList();
         window.logic.addPatchToList("Not Installed", "Not Installed 2 May 2020", false, "P2.tar", "d");
         window.logic.presentPatchList();

@@ -1,6 +1,6 @@
-// The business-logic object as such: its constants, its meta-object, what a new one answers, and in window mode its
-// outlets: the one for fatal errors, and the one for progress, where nothing is asked. (In terminal mode the former
-// ends the process and the latter prints: see the end-to-end tests.)
+// The business-logic object itself: its constants, its meta-object, the state of a new one, and how it reports fatal
+// errors and progress in window mode. (In terminal mode a fatal error ends the process and progress is printed: see the
+// end-to-end tests.)
 #include "pidrtsys.h"
 #include "recording_translator.h"
 #include "tavrin_update_systeminfo.h"
@@ -60,14 +60,14 @@ private slots:
     {
         for (const char* slot : {"downloadComplete(QNetworkReply*)", "patchListReceived(QNetworkReply*)"}) {
             const QMetaMethod method = Logic::staticMetaObject.method(Logic::staticMetaObject.indexOfSlot(slot));
-            // Before anything else here registers the type: the registration by the slots is what counts.
+            // Nothing else in this test may register the type before: the slots have to do it.
             const int type = method.parameterType(0);
             QVERIFY(type != QMetaType::UnknownType);
             QCOMPARE(QMetaType::typeName(type), "QNetworkReply*");
         }
     }
 
-    void classNameIsTheOnlyOneKnown()
+    void castsKnowOnlyTheClassAndItsBase()
     {
         Logic logic("tavrin_update");
         QCOMPARE(logic.metaObject()->className(), "TavrinUpdateBusinessLogic");
@@ -92,7 +92,7 @@ private slots:
         QVERIFY(logic.isArchive("a.gzip") && logic.isArchive("a.Z"));
     }
 
-    void usageKeepsItsOdditiesAndIsTranslatedForTheApplication()
+    void usageHasItsPublishedTextInTheApplicationsContext()
     {
         const QString usage = "Usage:  tavrin_update [-lLnQtv]] [-m email] [url]";
         RecordingTranslator translator(RecordingTranslator::noAnswer);
@@ -114,21 +114,20 @@ private slots:
         QCOMPARE(recorder.events, QStringList{"fail:first\nsecond"});
     }
 
-    void oneLineBreakAtTheEndIsLeftOut_data()
+    void oneLineBreakAtTheEndIsRemoved_data()
     {
         const Rows<QString, QString> row("text", "shown");
-
         row("a line", "Done\n", "Done");
         row("no line break", "Done", "Done");
         row("two line breaks", "a\n\n", "a\n");
         row("line breaks elsewhere", "\na\nb", "\na\nb");
-        row("a blank behind it", "a\n ", "a\n ");
+        row("a space after it", "a\n ", "a\n ");
         row("a carriage return before it", "a\r\n", "a\r");
         row("a line break alone", "\n", "");
         row("nothing", "", "");
     }
 
-    void oneLineBreakAtTheEndIsLeftOut()
+    void oneLineBreakAtTheEndIsRemoved()
     {
         QFETCH(QString, text);
         QFETCH(QString, shown);
@@ -137,10 +136,10 @@ private slots:
         QCOMPARE(window.events, QStringList{"log:" + shown});
     }
 
-    void windowIsNotAsked()
+    void questionIsNotAskedInWindowMode()
     {
         const WindowLogic window;
-        window.logic.allowUserToCancel("Do you wish to go on?");
+        window.logic.allowUserToCancel("Continue?");
         QCOMPARE(window.events, QStringList());
     }
 

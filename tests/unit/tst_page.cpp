@@ -1,5 +1,5 @@
-// The parser of the list page, on pages made by hand: what counts as the list's start, what makes an entry, and what is
-// kept when the markup breaks off.
+// The parser of the list page, on hand-written pages: where the list starts, what an entry consists of, and what is
+// kept when the markup is incomplete.
 #include "page_reply.h"
 #include "patch_source.h"
 #include "tavrin_update_bl.h"
@@ -60,7 +60,7 @@ private slots:
         row("one", plain, {plainRecord});
         row("two, in page order", entry("P2 b", "2.tar", "Second") + plain, {"P2| b|2.tar|Second", plainRecord});
         row("heading without a date", entry("P1", "P1.tar", "d"), {"P1|P1|P1.tar|d"});
-        row("two blanks after the name", entry("P1  x", "P1.tar", "d"), {"P1|  x|P1.tar|d"});
+        row("two spaces after the name", entry("P1  x", "P1.tar", "d"), {"P1|  x|P1.tar|d"});
         row("tab after the name", entry("P1\tx y", "P1.tar", "d"), {"P1\tx| y|P1.tar|d"});
         row("heading is trimmed", entry("\n  P1 x \n", "P1.tar", "d"), {"P1| x|P1.tar|d"});
         row("description keeps its inner line breaks", described("\n one\n  two\n"), {"P1| x|P1.tar|one\n  two"});
@@ -75,27 +75,27 @@ private slots:
             {"P1| x|abc|d"});
         row("navigation link before the first entry", QByteArray("<a href='top/'>Top</a>") + plain,
             {"P1| 12 March 2019|top/P1.tar|First"});
-        row("list item without a quote leaves its link", QByteArray("<li><a href='x'>P0 w</a></li>") + plain,
+        row("link of a list item without a quote is kept", QByteArray("<li><a href='x'>P0 w</a></li>") + plain,
             {"P1| 12 March 2019|xP1.tar|First"});
         row("link inside a description belongs to the next entry",
             item + "<blockquote>d <a href='n'>note</a></blockquote>" + plain,
             {"P1| x|a|d", "P1| 12 March 2019|nP1.tar|First"});
         row("other attributes are not links", "<li><img src='s' HREF='h'/><a href='a' title='t'>P1 x</a></li>" + quote,
             {"P1| x|a|d"});
-        row("upper-case elements are no entries", "<LI><a href='a'>P1 x</a></LI><BLOCKQUOTE>d</BLOCKQUOTE>", {});
+        row("upper-case elements are ignored", "<LI><a href='a'>P1 x</a></LI><BLOCKQUOTE>d</BLOCKQUOTE>", {});
         row("entities", entry("P&#49; &lt;x&gt;", "P1.tar?a=b&amp;c", "R&amp;D &quot;q&quot;"),
             {"P1| <x>|P1.tar?a=b&c|R&D \"q\""});
         row("declared entity", described("say &hello;"), {"P1| x|P1.tar|say good day"});
         row("character data section", described("<![CDATA[ a < b && c ]]>"), {"P1| x|P1.tar|a < b && c"});
-        row("comment cuts the heading: its last piece counts", entry("P1 <!-- c -->P9 y", "P1.tar", "d"),
+        row("comment splits the heading: its last piece counts", entry("P1 <!-- c -->P9 y", "P1.tar", "d"),
             {"P9| y|P1.tar|d"});
-        row("comment cuts the description: its first piece counts", described("first <!-- c -->second"),
+        row("comment splits the description: its first piece counts", described("first <!-- c -->second"),
             {"P1| x|P1.tar|first"});
         row("comment at the start of a description", described("<!-- c --> d"), {"P1| x|P1.tar|d"});
         row("second marker changes nothing", plain + "<!-- new patch -->" + plain, {plainRecord, plainRecord});
         row("processing instruction", described("<?php x ?>d"), {"P1| x|P1.tar|d"});
         row("trial patch", entry("TrialPatch_3 1 Jan 2020", "t.tar", "d"), {"TrialPatch| 1 Jan 2020|t.tar|d"});
-        row("trial patch in other letters", entry("trialpatch_3 x", "t.tar", "d"), {"trialpatch_3| x|t.tar|d"});
+        row("trial patch in other letter case", entry("trialpatch_3 x", "t.tar", "d"), {"trialpatch_3| x|t.tar|d"});
         row("not ASCII", entry("Pä é", "ü.tar", "日本"), QStringList(QString::fromUtf8("Pä| é|ü.tar|日本")));
         row("text between the entries", "ignored" + plain + "ignored", {plainRecord});
         row("nested list items",
@@ -150,12 +150,12 @@ private slots:
         QCOMPARE(parsed.records, QStringList());
     }
 
-    void faultKeepsWhatWasRead_data()
+    void earlierEntriesAreKeptAfterAFault_data()
     {
         const Rows<QByteArray, QString> row("rest", "message");
         row("missing closing tags", {}, "Premature end of document.");
-        row("broken off in a tag", "<li><a hr", "Premature end of document.");
-        row("broken off in a heading", "<li><a href='x'>P2", "Premature end of document.");
+        row("end within a tag", "<li><a hr", "Premature end of document.");
+        row("end within a heading", "<li><a href='x'>P2", "Premature end of document.");
         row("undeclared entity", "<li>&nbsp;</li></ul>", "Entity 'nbsp' not declared.");
         row("attribute without quotes", "<a href=x>", "Expected ''' or '\"', but got '[a-zA-Z]'.");
         row("wrong end tag", "<li></ul>", "Opening and ending tag mismatch.");
@@ -167,11 +167,11 @@ private slots:
         row("empty list item", "<li><a href='a'> </a></li>" + lost, "Error obtaining patch name for patch  lost");
         row("no link", "<li>P2 y</li>" + lost, "Error obtaining tar file name for patch P2 y lost");
         row("empty link", "<li><a href=''>P2 y</a></li>" + lost, "Error obtaining tar file name for patch P2 y lost");
-        row("place markers stay as they are", "<li>%1 y</li><blockquote>%2</blockquote>" + next,
+        row("place markers are not replaced", "<li>%1 y</li><blockquote>%2</blockquote>" + next,
             "Error obtaining tar file name for patch %1 y %2");
     }
 
-    void faultKeepsWhatWasRead()
+    void earlierEntriesAreKeptAfterAFault()
     {
         QFETCH(QByteArray, rest);
         const Parsed parsed = parse("<ul><!-- new patch -->" + entry("P1 x", "P1.tar", "d") + rest);

@@ -1,7 +1,6 @@
-// Which processes the stand-in library lists, in which order, with which user and directory, and what a call leaves
-// behind. Where the number of records counts, a copy of this program looks from a process namespace of its own, and
-// where the user database counts, a copy has one of its own. The release is the subject of tst_pidrtsys_release, and
-// the block of memory that the library gives away that of tst_pidrtsys_memory.
+// Which processes the stand-in library lists, in which order, with which user and directory. Tests of the exact number
+// of records start a copy of this program in a PID namespace of its own, and tests of the user database start one with
+// a database of its own. tst_pidrtsys_release tests the release, tst_pidrtsys_memory the returned block of memory.
 #include "helper_run.h"
 #include "listed_systems.h"
 #include "test_files.h"
@@ -14,12 +13,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <vector>
 
-#include <pwd.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -34,7 +31,7 @@ uid_t unnamedUser()
     return user;
 }
 
-// Looks once at a system of the first user of this place; prints the user's name.
+// Starts a system and prints its owner as the library gives it.
 int lookAtOwner(const QByteArray& program)
 {
     Start start;
@@ -53,7 +50,7 @@ QStringList withNamespace(const QStringList& command)
     return asOrdinaryUser + QStringList{"--pid", "--fork", "--kill-child", "--mount-proc"} + command;
 }
 
-// Looks once while `count` systems of this namespace run.
+// Starts systems and prints the number that the library finds.
 int lookAtExactly(int count, const QByteArray& program)
 {
     Start start;
@@ -65,7 +62,7 @@ int lookAtExactly(int count, const QByteArray& program)
             return 1;
         }
     }
-    Pidrtsys* systems = reinterpret_cast<Pidrtsys*>(1); // to see that even "none" is stored
+    Pidrtsys* systems = reinterpret_cast<Pidrtsys*>(1); // the library must replace it by null
     const int found = pidrtsys(&systems);
     printf("%d %s\n", found, systems == nullptr ? "null" : "array");
     std::free(systems);
@@ -79,12 +76,12 @@ class TstPidrtsys : public PidrtsysTest
     Q_OBJECT
 
 private slots:
-    void runningSystemIsListedWithItsPid()
+    void runningSystemIsListed()
     {
         QCOMPARE(recordOfStarted(copies.systemStart()).version, QByteArray("5.9"));
     }
 
-    void commandNameCountsNotTheFirstArgument()
+    void firstArgumentNeedNotBeTheCommandName()
     {
         QVERIFY(recordOfStarted(systemStart({"TAVRIN=/opt/tavrin/5.9"}, "something else")).pid > 0);
     }
@@ -142,10 +139,10 @@ private slots:
         }
     }
 
-    void vanishingSystemsDoNoHarm()
+    void systemsThatEndDuringTheCallAreTolerated()
     {
         const StartedProcess living(copies.systemStart());
-        int seenBriefly = 0;
+        int briefOnesListed = 0;
         for (int round = 0; round < 30; ++round) {
             std::vector<std::unique_ptr<RealProcess>> brief;
             for (const QByteArray lifetime : {"0", "0.0005", "0.001", "0.002", "0.003"}) {
@@ -161,7 +158,7 @@ private slots:
                 QCOMPARE(record.version, QByteArray("5.9"));
                 QCOMPARE(record.userName, nameOf(geteuid()));
                 for (const auto& process : brief) {
-                    seenBriefly += recordOf(*process, text).pid == process->pid() ? 1 : 0;
+                    briefOnesListed += recordOf(*process, text).pid == process->pid() ? 1 : 0;
                 }
                 const auto ended = [](const std::unique_ptr<RealProcess>& process) {
                     return process->hasEnded();
@@ -170,7 +167,7 @@ private slots:
                 QVERIFY(!deadline.hasExpired());
             }
         }
-        QVERIFY2(seenBriefly > 0, "no brief system was met alive, so none can have vanished while the library looked");
+        QVERIFY2(briefOnesListed > 0, "no short-lived system was ever listed, so none can have ended during a call");
     }
 
     void countIsExact_data()
@@ -185,7 +182,7 @@ private slots:
         QFETCH(QString, count);
         const HelperRun probe = runHelper("unshare", withNamespace({"true"}));
         if (probe.status != 0) {
-            QSKIP(("no process namespace can be made here: " + probe.errors).constData());
+            QSKIP(("a PID namespace cannot be created: " + probe.errors).constData());
         }
         const StartedProcess outside(copies.systemStart());
         const HelperRun outcome = runHelper("unshare", withNamespace({QCoreApplication::applicationFilePath(),
@@ -203,7 +200,7 @@ private slots:
         const auto openDescriptors = [] {
             return QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size();
         };
-        QCOMPARE(recordOf(living).pid, living.pid()); // the first call may open what the user database keeps
+        QCOMPARE(recordOf(living).pid, living.pid()); // the first call may open the user database for good
         const int before = openDescriptors();
         QCOMPARE(recordOf(living).pid, living.pid());
         QCOMPARE(openDescriptors(), before);
@@ -214,7 +211,7 @@ private slots:
         const Rows<uint, QByteArray> row("user", "name");
         row("the user of this process", geteuid(), nameOf(geteuid()));
         row("another user", NOBODY, nameOf(NOBODY));
-        row("user without a name, by number", unnamedUser(), QByteArray::number(unnamedUser()));
+        row("user without a name", unnamedUser(), QByteArray::number(unnamedUser()));
     }
 
     void ownerIsGivenByName()
@@ -233,8 +230,8 @@ private slots:
     {
         const Rows<int> row("length");
         row("short", 10);
-        row("more than a kibibyte", 1500);
-        row("many kibibytes", 20000);
+        row("1500 bytes", 1500);
+        row("20000 bytes", 20000);
     }
 
     void userWithALongRecordIsGivenByName()
@@ -253,7 +250,7 @@ private slots:
 
     void workingDirectoryIsGivenByteForByte()
     {
-        // Made and removed by the C functions: under the C locale Qt cannot spell this name.
+        // Created and removed by C functions: Qt cannot encode this name under the C locale.
         const QByteArray name = QFile::encodeName(copies.path()) + "/salle d'\xc3\xa9t\xc3\xa9 \xce\xa9";
         QVERIFY(mkdir(name.constData(), 0755) == 0);
         const auto remover = qScopeGuard([&name] { rmdir(name.constData()); });
@@ -265,11 +262,11 @@ private slots:
     void longestWorkingDirectoryIsGivenWhole()
     {
         QByteArray path = QFile::encodeName(QFileInfo(copies.path()).canonicalFilePath());
-        constexpr int longest = 4095; // what the kernel takes and gives, and what the field holds beside its NUL
+        constexpr int longest = 4095; // the kernel's limit, and the size of the field without its NUL
         while (path.size() < longest) {
             const int left = longest - path.size();
             path += '/' + QByteArray(left > 400 ? 200 : qMin(left - 1, 200), 'd');
-            // Nothing may end one short of the edge: a component has at least one character beside its slash.
+            // A single byte may not remain: the last component needs a slash and a character.
             if (longest - path.size() == 1) {
                 path.chop(1);
             }
@@ -307,5 +304,4 @@ int main(int argc, char* argv[])
     forgetCallersEnvironment();
     return runTests<QCoreApplication, TstPidrtsys>(argc, argv);
 }
-
 #include "tst_pidrtsys.moc"

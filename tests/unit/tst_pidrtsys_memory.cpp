@@ -1,20 +1,19 @@
-// What becomes of the block of records that the stand-in library gives away: every way of releasing it works, and
-// without memory there is none. A plain allocator of this program's own can run dry at a chosen allocation; where the
-// C allocator has nothing left to give, a copy of this program looks. The three tests of the releases can fail only in
-// the sanitizer build: without the sanitizer every allocator here ends in malloc and free, so no mix of them is seen.
+// The block of records that the stand-in library returns: each way of releasing it works, and there is none without
+// memory. The operators of this program fail at a chosen allocation; the test of an exhausted malloc() runs in a copy
+// of this program. A wrong release is found only in the sanitizer build: otherwise all allocators end in malloc and
+// free.
 #include "helper_run.h"
 #include "listed_systems.h"
 
 #include <QScopeGuard>
 
 #include <cstdio>
-#include <cstdlib>
 #include <new>
 #include <utility>
 
 #include <sys/resource.h>
 
-#ifndef __SANITIZE_ADDRESS__     // there the sanitizer's own operators must see how a block was made and released
+#ifndef __SANITIZE_ADDRESS__     // where the sanitizer's operators watch every block
 static int allocationsLeft = -1; // negative: no limit
 
 void* operator new(std::size_t size)
@@ -40,7 +39,7 @@ void operator delete(void* block, std::size_t) noexcept
 
 namespace {
 
-// Looks once when the C allocator has nothing left to give.
+// Uses up the memory of malloc() and prints what the library returns then.
 int lookWithoutMemory()
 {
     const rlimit none = {0, 0};
@@ -75,18 +74,10 @@ class TstPidrtsysMemory : public PidrtsysTest
 
 private slots:
     // The sanitizer ends the process after a wrong release.
-    void blockIsReleasedByFree()
+    void blockMayBeReleasedInEachWay()
     {
         std::free(severalRecords());
-    }
-
-    void blockIsReleasedByDelete()
-    {
         delete severalRecords();
-    }
-
-    void blockIsReleasedByArrayDelete()
-    {
         delete[] severalRecords();
     }
 
@@ -105,7 +96,7 @@ private:
     }
 };
 
-// All of the above, and what cannot be seen where the sanitizer's allocator ends a process instead of returning null.
+// The tests above, and those without memory, in which the sanitizer's allocator would end the process.
 class TstPidrtsysMemoryWithPlainAllocator : public TstPidrtsysMemory
 {
     Q_OBJECT
@@ -139,7 +130,7 @@ private slots:
             QVERIFY(systems == nullptr);
             QVERIFY(successful < 1000);
         }
-        QVERIFY2(successful > 1, "the library was expected to need more than one allocation");
+        QVERIFY2(successful > 1, "the library should need more than one allocation");
 #endif
     }
 };
@@ -155,5 +146,4 @@ int main(int argc, char* argv[])
     return runTests<QCoreApplication, TstPidrtsysMemoryWithPlainAllocator>(argc, argv);
 #endif
 }
-
 #include "tst_pidrtsys_memory.moc"

@@ -1,5 +1,5 @@
-// The release that the stand-in library lists a running system with: from the environment, from the path of the
-// program, or the release of the caller. Where the environment is hidden, a copy of this program looks as another user.
+// The release in the stand-in library's record of a running system: from the environment, from the path of the program,
+// or the caller's release. A copy of this program runs as another user, from whom the environment is hidden.
 #include "helper_run.h"
 #include "listed_systems.h"
 
@@ -7,26 +7,25 @@
 
 #include <grp.h>
 #include <sys/prctl.h>
-#include <unistd.h>
 
 namespace {
 
 constexpr uid_t NOBODY = 65534;
 
-// Environments that can be read and name no release.
+// Readable environments without a release.
 const QList<QPair<QByteArray, QByteArrayList>> NAMELESS_ENVIRONMENTS = {
     {"only slashes", {"TAVRIN=//"}},
     {"empty", {"TAVRIN="}},
     {"unset", {"LANG=C"}},
     {"no environment", {}},
-    {"name that goes on", {"TAVRIN_HOME=/opt/tavrin/5.8"}},
-    {"name that ends alike", {"MY_TAVRIN=/opt/tavrin/5.8"}},
+    {"longer name", {"TAVRIN_HOME=/opt/tavrin/5.8"}},
+    {"name with the same end", {"MY_TAVRIN=/opt/tavrin/5.8"}},
 };
 
-// Looks once as another user.
+// Prints the library's answer to another user.
 int lookAs(uid_t user)
 {
-    // A changed user also makes a process undumpable, and the leak check of the sanitized build cannot look into it.
+    // Another user makes the process undumpable, but the sanitizer's leak check needs a dumpable one.
     if (setgroups(0, nullptr) != 0 || setresuid(user, user, user) != 0 || prctl(PR_SET_DUMPABLE, 1) != 0) {
         return 1;
     }
@@ -49,19 +48,19 @@ private slots:
         row("several trailing slashes", {"TAVRIN=/opt/tavrin/5.9///"}, "5.9");
         row("elsewhere", {"TAVRIN=/home/me/5.9p"}, "5.9p");
         row("without a slash", {"TAVRIN=DEV"}, "DEV");
-        row("trailing blank", {"TAVRIN=/opt/tavrin/5.9 "}, "5.9 ");
+        row("trailing space", {"TAVRIN=/opt/tavrin/5.9 "}, "5.9 ");
         row("not ASCII", {"TAVRIN=/opt/tavrin/5.9\xc3\xa9"}, "5.9\xc3\xa9");
         row("among others", {"A=" + QByteArray(20000, 'a'), "TAVRIN=/opt/tavrin/5.9", "B=b"}, "5.9");
         row("set twice, as getenv sees it", {"TAVRIN=/opt/tavrin/5.9", "TAVRIN=/opt/tavrin/5.8"}, "5.9");
         for (const auto& [description, environment] : NAMELESS_ENVIRONMENTS) {
-            row("that of the program's path: " + description, environment, "1.0");
+            row("from the program's path: " + description, environment, "1.0");
         }
     }
 
     void versionIsTheLastComponentOfTavrin()
     {
         QFETCH(QByteArrayList, environment);
-        // A release in the environment goes before the one in the path.
+        // A release in the environment takes precedence over the one in the path.
         QTEST(recordOfStarted(systemStart(environment, "/opt/tavrin/1.0/bin/rtexec")).version, "version");
     }
 
@@ -90,15 +89,15 @@ private slots:
         QCOMPARE(record.workingDirectory, QByteArray("/"));
     }
 
-    void hiddenEnvironmentLeavesTheProgramPath_data()
+    void programPathDecidesWhenTheEnvironmentIsHidden_data()
     {
-        // tavrin: that of the process that looks; null for none
+        // tavrin: of the calling process; null for none
         const Rows<QByteArray, QByteArray, QByteArray> row("firstArgument", "tavrin", "version");
         row("below a release", "/opt/tavrin/5.9/bin/rtexec", {}, "5.9");
         row("doubled slash", "/opt/tavrin//5.9//rtexec", {}, "5.9");
         row("not below it", "/usr/lib/rtexec", {}, {});
         row("name alone", "rtexec", {}, {});
-        row("name alone, looked at from a release", "rtexec", "/opt/tavrin/5.9", "5.9");
+        row("name alone, caller with a release", "rtexec", "/opt/tavrin/5.9", "5.9");
         row("beside the releases", "/opt/tavrin/rtexec", {}, {});
         row("release itself", "/opt/tavrin/5.9/", {}, {});
         row("releases alone", "/opt/tavrin/", {}, {});
@@ -109,13 +108,13 @@ private slots:
         row("empty", "", {}, {});
     }
 
-    void hiddenEnvironmentLeavesTheProgramPath()
+    void programPathDecidesWhenTheEnvironmentIsHidden()
     {
         QFETCH(QByteArray, firstArgument);
         QFETCH(QByteArray, tavrin);
         QFETCH(QByteArray, version);
         if (geteuid() != 0) {
-            QSKIP("only root can look as another user");
+            QSKIP("only root can become another user");
         }
         const StartedProcess process(systemStart({"TAVRIN=/opt/tavrin/7.7"}, firstArgument));
         setTavrin(tavrin);
@@ -131,14 +130,14 @@ private slots:
         QCOMPARE(recordOf(process).version, QByteArray("7.7"));
     }
 
-    void onlyAReleaseThatCannotBeFoundOutIsTheCallers_data()
+    void unknownReleaseIsTakenFromTheCaller_data()
     {
         const Rows<QByteArrayList, QByteArray, QByteArray, QByteArray> row("environment", "firstArgument", "tavrin",
                                                                            "version");
         for (const auto& [description, environment] : NAMELESS_ENVIRONMENTS) {
             row(description, environment, "rtexec", "/opt/tavrin/5.9", "5.9");
         }
-        // The caller takes what follows the last slash for its release, so only this text is a conflict to it.
+        // The caller compares this text with its own release, the text after the last slash in its TAVRIN.
         const QByteArrayList nothing = {"LANG=C"};
         row("caller: trailing slash", nothing, "rtexec", "/opt/tavrin/5.9/", {});
         row("caller: without a slash", nothing, "rtexec", "DEV", "DEV");
@@ -150,7 +149,7 @@ private slots:
         row("known from the path", nothing, "/opt/tavrin/5.8/bin/rtexec", "/opt/tavrin/5.9", "5.8");
     }
 
-    void onlyAReleaseThatCannotBeFoundOutIsTheCallers()
+    void unknownReleaseIsTakenFromTheCaller()
     {
         QFETCH(QByteArrayList, environment);
         QFETCH(QByteArray, firstArgument);
@@ -160,7 +159,7 @@ private slots:
     }
 
 private:
-    // What TAVRIN says in this process, the caller of the library; a null value leaves it unset.
+    // Sets TAVRIN in this process, the caller of the library; a null value leaves it unset.
     static void setTavrin(const QByteArray& value)
     {
         if (!value.isNull()) {
@@ -182,5 +181,4 @@ int main(int argc, char* argv[])
     forgetCallersEnvironment();
     return runTests<QCoreApplication, TstPidrtsysRelease>(argc, argv);
 }
-
 #include "tst_pidrtsys_release.moc"

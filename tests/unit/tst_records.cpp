@@ -1,4 +1,4 @@
-// The records of the list, the cursor that every consumer shares, and the question which patches are applied.
+// The records of the list, the cursor that all consumers share, and how the applied patches are found.
 #include "test.h"
 #include "window_logic.h"
 
@@ -33,8 +33,7 @@ private slots:
         QCOMPARE(patch.tarFileName, QString("file"));
         QCOMPARE(patch.description, QString("description"));
         const Logic::PatchInfo copy = patch;
-        QCOMPARE(copy.description, patch.description);
-        QVERIFY(copy.applied);
+        QVERIFY(copy.description == patch.description && copy.applied);
     }
 
     void walkVisitsEveryRecordAndStartsAgain()
@@ -66,17 +65,17 @@ private slots:
         QVERIFY(!logic.nextPatch());
     }
 
-    void dateIsTheHeadingFromItsFirstBlank_data()
+    void dateIsTheHeadingFromItsFirstSpace_data()
     {
         const Rows<QString, QString> row("heading", "date");
         row("name and date", "p1 12 March 2019", " 12 March 2019");
-        row("no blank", "p1", "p1");
-        row("two blanks", "p1  May", "  May");
-        row("blank in front", " p1", " p1");
+        row("no space", "p1", "p1");
+        row("two spaces", "p1  May", "  May");
+        row("leading space", " p1", " p1");
         row("empty", "", "");
     }
 
-    void dateIsTheHeadingFromItsFirstBlank()
+    void dateIsTheHeadingFromItsFirstSpace()
     {
         QFETCH(QString, heading);
         Logic logic("tavrin_update");
@@ -108,7 +107,7 @@ private slots:
         row("trial patch", "patched/TrialPatch", "NYN");
         row("longer name", "patched/Patch10", "NNY");
         row("name with a suffix", "patched/Patch1.txt", "NNN");
-        row("name in other letters", "patched/PATCH1", "NNN");
+        row("other letter case", "patched/PATCH1", "NNN");
         row("directory", "patched/Patch1/", "NNN");
         row("hidden file", "patched/.Patch1", "NNN");
         row("beside the directory", "Patch1", "NNN");
@@ -129,7 +128,7 @@ private slots:
         QTEST(window.appliedMarks(), "marks");
     }
 
-    void markerThatCannotBeReadCounts()
+    void unreadableMarkerCounts()
     {
         WindowLogic window;
         window.installation.withPatched("Patch1").withMode("patched/Patch1", 0);
@@ -139,7 +138,7 @@ private slots:
         QCOMPARE(window.appliedMarks(), QString("YN"));
     }
 
-    void installationItselfIsSearchedWithoutAMarkerDirectory()
+    void markersAreInTheInstallationWithoutAMarkerDirectory()
     {
         WindowLogic window;
         window.list({"Patch1.tar", "Patch2.tar"});
@@ -152,7 +151,7 @@ private slots:
     {
         WindowLogic window;
         window.list({"A.tar", "B.tar"});
-        QVERIFY(!window.logic.updatesNeeded()); // it was not worked out yet
+        QVERIFY(!window.logic.updatesNeeded()); // not determined yet
         const auto marks = [&window] {
             window.logic.determinePatchesApplied();
             return window.appliedMarks();
@@ -185,7 +184,7 @@ private slots:
         QCOMPARE(window.appliedMarks(), marks);
     }
 
-    void descriptionIsLaidOutForItsMode_data()
+    void descriptionIsFormattedForItsMode_data()
     {
         const Rows<bool, QString, QString> row("terminal", "description", "text");
         row("window, two lines", false, "line one\nline two", "line one line two");
@@ -197,7 +196,7 @@ private slots:
         row("terminal, empty", true, "", "\t");
     }
 
-    void descriptionIsLaidOutForItsMode()
+    void descriptionIsFormattedForItsMode()
     {
         QFETCH(bool, terminal);
         QFETCH(QString, description);

@@ -1,6 +1,6 @@
-// How other programs are run: pipeToSystemCommand() with real programs. Why a program could not be started is Qt's
-// text, asked of a QProcess of the test's own. Chains of programs are the subject of tst_runner_chain, the limits of 30
-// seconds that of tst_runner_slow.
+// How other programs are run: pipeToSystemCommand() with real programs. The reason why a program cannot be started is
+// Qt's text; the test gets it from a QProcess of its own. Chains of programs are tested in tst_runner_chain, the limits
+// of 30 seconds in tst_runner_slow.
 #include "helper_run.h"
 #include "runner_window.h"
 #include "test.h"
@@ -61,9 +61,9 @@ private slots:
     {
         const Rows<QString, QStringList, QString> row("command", "arguments", "line");
         row("two arguments", "/bin/echo", {"a", "b"}, "/bin/echo a b");
-        row("no arguments end in the blank", "/bin/true", {}, "/bin/true ");
-        row("argument with blanks is not quoted", "/bin/echo", {"a  b", "", "c"}, "/bin/echo a  b  c");
-        row("place markers stay", "/nowhere/%1", {"%2", "%1", "%L1"}, "/nowhere/%1 %2 %1 %L1");
+        row("space after a command without arguments", "/bin/true", {}, "/bin/true ");
+        row("argument with spaces is not quoted", "/bin/echo", {"a  b", "", "c"}, "/bin/echo a  b  c");
+        row("place markers are not replaced", "/nowhere/%1", {"%2", "%1", "%L1"}, "/nowhere/%1 %2 %1 %L1");
         row("line break at the end", "/bin/true", {"a\n"}, "/bin/true a\n");
     }
 
@@ -86,11 +86,11 @@ private slots:
         QCOMPARE(window.events, QStringList());
     }
 
-    void outputIsEmptiedBeforeTheEcho()
+    void outputIsClearedBeforeTheEcho()
     {
         const RunnerWindow window(WindowLogic::verboseOptions());
         QString output = "left from before";
-        QString outputAtEcho = "no echo came";
+        QString outputAtEcho = "no echo";
         connect(&window.logic, &Logic::appendProgress, this, [&](const QString&) { outputAtEcho = output; });
         QVERIFY(window.logic.pipeToSystemCommand("/bin/true", {}, output, QString()));
         QCOMPARE(outputAtEcho, QString());
@@ -105,7 +105,7 @@ private slots:
         row("both", "echo said; echo complained >&2; echo again", "complained\n");
         row("only a line break on standard error", "echo said; echo >&2", "\n");
         row("nothing", ":", "");
-        row("blanks are kept", "printf ' a \\n\\n'", " a \n\n");
+        row("white space is kept", "printf ' a \\n\\n'", " a \n\n");
         row("UTF-8 on standard output", "printf '\\303\\251'", QString::fromUtf8("\xc3\xa9"));
         row("UTF-8 on standard error", "printf '\\342\\202\\254' >&2", QString::fromUtf8("\xe2\x82\xac"));
         row("not UTF-8", "printf '\\351x'", QString(QChar(QChar::ReplacementCharacter)) + 'x');
@@ -121,7 +121,7 @@ private slots:
         QCOMPARE(window.shell(script, "not read"), success(output));
     }
 
-    void outputIsReadInUtf8WhateverTheLocale()
+    void outputIsUtf8InEveryLocale()
     {
         const RunnerWindow window;
         const LocalEncoding encoding("ISO-8859-1");
@@ -166,7 +166,7 @@ private slots:
         row("not on the search path", "no-such-program", {"x"});
         row("not executable", "/etc/passwd", {"x"});
         row("directory", "/etc", {"x"});
-        row("place markers stay", "/nowhere/%1", {"%2", "%1"});
+        row("place markers are not replaced", "/nowhere/%1", {"%2", "%1"});
         row("command is not split", "/bin/echo one", {});
     }
 

@@ -1,5 +1,5 @@
 // Two programs of which the second reads what the first one prints: systemCommandChain() with real programs. The limits
-// of 30 seconds are the subject of tst_runner_slow.
+// of 30 seconds are tested in tst_runner_slow.
 #include "helper_run.h"
 #include "runner_window.h"
 #include "test.h"
@@ -45,23 +45,23 @@ private slots:
                                                                             "secondArguments", "failure");
         const QString reason = startErrorOf("/nowhere/%1");
         const QStringList good{"-c", "cat </dev/null; echo said"};
-        const QStringList complaining{"-c", QString::fromUtf8("echo said; echo 'caf\xc3\xa9' >&2")};
-        const QString complaint = QString::fromUtf8("caf\xc3\xa9\n");
+        const QStringList failing{"-c", QString::fromUtf8("echo said; echo 'caf\xc3\xa9' >&2")};
+        const QString error = QString::fromUtf8("caf\xc3\xa9\n");
         row("first does not start", "/nowhere/%1", {"%2"}, "/bin/sh", good,
             "System command did not complete\n'/nowhere/%1'\n" + reason);
         row("first without arguments does not start", "/nowhere/%1", {}, "/bin/sh", good,
             "System command did not complete\n'/nowhere/%1'\n" + reason);
         row("first with arguments is not split", "echo a", {"b"}, "cat", {},
             "System command did not complete\n'echo a'\n" + startErrorOf("echo a"));
-        row("first complains", "/bin/sh", complaining, "/bin/sh", good, complaint);
+        row("first prints an error", "/bin/sh", failing, "/bin/sh", good, error);
         row("second does not start", "/bin/sh", good, "/nowhere/%1", {"%2"},
             "Failed to start system command '/nowhere/%1'\n" + reason);
         row("second without arguments does not start", "/bin/sh", good, "/nowhere/%1", {},
             "Failed to start system command '/nowhere/%1'\n" + reason);
         row("second with arguments is not split", "echo", {"b"}, "cat -", {"-"},
             "Failed to start system command 'cat -'\n" + startErrorOf("cat -"));
-        row("second complains", "/bin/sh", good, "/bin/sh", complaining, complaint);
-        row("command line is kept in the text", "/nowhere/a \"b c\"", {}, "/bin/sh", good,
+        row("second prints an error", "/bin/sh", good, "/bin/sh", failing, error);
+        row("command line is not changed in the text", "/nowhere/a \"b c\"", {}, "/bin/sh", good,
             "System command did not complete\n'/nowhere/a \"b c\"'\n" + reason);
     }
 
@@ -76,7 +76,7 @@ private slots:
         QCOMPARE(window.chain(first, firstArguments, second, secondArguments), ChainOutcome(failure, OUTPUT_BEFORE));
     }
 
-    void complaintsAreReadInUtf8WhateverTheLocale()
+    void errorsAreUtf8InEveryLocale()
     {
         const RunnerWindow window;
         const LocalEncoding encoding("ISO-8859-1");
@@ -84,7 +84,7 @@ private slots:
         QCOMPARE(window.shellChain("echo a", "printf '\\303\\251' >&2").first, QString(QChar(0xe9)));
     }
 
-    void firstComplaintEndsTheChain()
+    void errorOfTheFirstEndsTheChain()
     {
         const RunnerWindow window;
         const QString mark = window.installation.path("lib/second-was-here");

@@ -1,20 +1,17 @@
-// Programs that hang: each wait of the runner ends after 30 seconds, and the program is gone when the runner returns.
-// No wait can be shortened, so all of them happen at the same time, each in a thread of its own, before the first test
-// function looks at what came of them.
-#include "message_guard.h"
+// Programs that hang: each wait of the runner ends after 30 seconds, and the program has ended when the runner returns.
+// The limit cannot be shortened, so all waits run at the same time, each in a thread of its own, before the first test
+// function checks their results.
 #include "test.h"
 #include "test_files.h"
 #include "window_logic.h"
 
 #include <QElapsedTimer>
-#include <QTemporaryDir>
 #include <QThread>
 
 #include <cerrno>
 #include <csignal>
 #include <functional>
 #include <map>
-#include <memory>
 #include <utility>
 
 #include <sys/types.h>
@@ -23,11 +20,11 @@ using Logic = TavrinUpdateBusinessLogic;
 
 namespace {
 
-// One call of the runner in a thread of its own, and what came of it.
+// One call of the runner in a thread of its own, and its results.
 class SlowCall : public QThread
 {
 public:
-    // Given the arguments that make /bin/sh hang. Returns what the runner says, and leaves the output of a chain.
+    // Gets the arguments that make /bin/sh hang. Returns the runner's message, and leaves the output of a chain.
     using Call = std::function<QString(const Logic& logic, const QStringList& hanging, QByteArray& output)>;
 
     explicit SlowCall(Call givenCall) : call(std::move(givenCall))
@@ -39,7 +36,7 @@ public:
     QString said;
     QByteArray output = "left from before";
     qint64 waited = 0;
-    bool shellIsGone = false; // that hung; false as well when there was none
+    bool shellIsGone = false; // the one that hangs; also false when it was never started
 
 protected:
     void run() override
@@ -47,7 +44,7 @@ protected:
         const QString file = directory.filePath("pid");
         QElapsedTimer clock;
         clock.start();
-        // The shell talks, notes its process id, will not be terminated politely, and hangs.
+        // The shell prints a line, writes its process id to a file, ignores SIGTERM and hangs.
         said = call(logic, {"-c", "echo said; echo $$ >" + file + "; trap '' TERM; exec sleep 600"}, output);
         waited = clock.elapsed();
         const pid_t pid = contentOf(file).trimmed().toInt();
@@ -113,7 +110,7 @@ private slots:
         installation.reset();
     }
 
-    void hangingProgramIsGivenUp_data()
+    void hangingProgramIsKilled_data()
     {
         const Rows<QString> row("said");
         const QString failed = "System command '/bin/sh' failed:\n  Process operation timed out";
@@ -124,7 +121,7 @@ private slots:
         row("second of a chain", incomplete);
     }
 
-    void hangingProgramIsGivenUp()
+    void hangingProgramIsKilled()
     {
         const SlowCall& call = *calls.at(QTest::currentDataTag());
         QTEST(call.said, "said");
@@ -133,7 +130,7 @@ private slots:
         QVERIFY(call.shellIsGone);
     }
 
-    void secondOfAChainDoesNotStartAfterAFirstThatHangs()
+    void secondOfAChainIsNotStartedAfterAHangingFirst()
     {
         QVERIFY(!QFileInfo::exists(installation->path("lib/second-was-here")));
     }

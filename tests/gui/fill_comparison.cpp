@@ -1,5 +1,5 @@
-// The plain loop and the looks at a tree. The plain tree is a QTreeWidget with the form's settings and nothing of the
-// window's own tree, so that what the latter overrides is compared as well.
+// The plain loop, and the comparison of trees. The plain tree is a QTreeWidget with the form's settings, not of the
+// window's own class, so that the overrides of that class are compared as well.
 #include "fill_comparison.h"
 
 #include <QCoreApplication>
@@ -47,7 +47,7 @@ QString describe(const QScrollBar* bar)
                 bar->pageStep(), "step", bar->singleStep(), "at", bar->geometry());
 }
 
-// All that can be seen of the tree.
+// Everything visible in the tree.
 QStringList describe(QTreeWidget* tree)
 {
     QStringList lines{
@@ -78,7 +78,7 @@ QStringList placesOfItems(QTreeWidget* tree)
     return lines;
 }
 
-// The first lines that differ, each with what the plain loop has.
+// The first lines that differ, each with that of the plain tree.
 QString differenceOf(const QStringList& lines, const QStringList& expected)
 {
     QStringList differences;
@@ -111,7 +111,7 @@ FillComparison::Window::Window(TavrinUpdateBusinessLogic& logic)
 
 FillComparison::FillComparison(int height) : logic("tavrin_update"), plain(logic), quick(logic)
 {
-    // The widget goes on with the former tree, which no one sees.
+    // The widget still fills its own tree, which is hidden.
     QTreeWidget* former = plain.tree;
     plain.tree = newPlainTree(former->parentWidget());
     delete plain.window.findChild<QVBoxLayout*>("verticalLayout")->replaceWidget(former, plain.tree);
@@ -211,7 +211,7 @@ QString FillComparison::wholeDifference()
 
 void FillComparison::forgetPatches()
 {
-    logic.requestUpdatesList(); // without an address no list comes
+    logic.requestUpdatesList(); // without an address no list is read
 }
 
 QString FillComparison::differenceOnRefill(const PatchList& former, int stepsFromEnd, bool viaEmptyTree,

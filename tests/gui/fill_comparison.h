@@ -1,6 +1,5 @@
-// Two windows over one business logic: one fills its tree of patches by itself, the other holds a plain QTreeWidget in
-// the place of its tree, filled by the plain loop: an item into the tree, its label into the item, the next. All that
-// can be seen of the two trees is compared.
+// Two windows over one business logic: one fills its own tree of patches, the other shows a plain QTreeWidget instead,
+// which a plain loop fills item by item. Everything visible in the two trees is compared.
 #pragma once
 
 #include "tavrin_update_bl.h"
@@ -8,7 +7,6 @@
 #include "tavrin_update_widget.h"
 
 #include <QByteArray>
-#include <QString>
 #include <QTreeWidget>
 
 /** How long the descriptions of a list are. */
@@ -19,11 +17,11 @@ enum class Descriptions
     Mixed   // one line to many
 };
 
-/** The patches of a list; those before the first missing one are applied, and some after it. */
+/** The patches of a list. Those before the first missing one are applied, and some after it. */
 struct PatchList
 {
     int count;
-    int firstMissing; // all are applied when there is none of this number
+    int firstMissing; // all are applied when it is not below the count
     Descriptions descriptions;
 };
 
@@ -51,19 +49,18 @@ public:
     /** Fills both trees. */
     void fill();
 
-    /** What differs between the trees as they are; empty when nothing does. */
+    /** What differs between the trees, without a layout; empty when nothing does. */
     QString difference();
 
-    /** What differs between the places of the items; asking for them runs a layout that is still pending. */
+    /** What differs between the places of the items; reading them runs a pending layout. */
     QString differenceOfPlaces();
 
-    /** Both, in this order. */
+    /** difference() and then differenceOfPlaces(). */
     QString wholeDifference();
 
     /**
-     * Fills both trees with a list, scrolls them, and fills them with another one: at once, or with an empty tree shown
-     * in between, as after a change of the address. What differs then or after the pending layouts; empty when nothing
-     * does.
+     * Fills both trees with a list, scrolls them, and fills them with another one: directly, or with an empty tree
+     * shown in between, as after a change of the address. Returns what differs before or after the pending layouts.
      */
     QString differenceOnRefill(const PatchList& former, int stepsFromEnd, bool viaEmptyTree, const PatchList& list);
 

@@ -1,5 +1,5 @@
-// The linker takes these definitions for calls from the test program and the forms in it, instead of those in the Qt
-// library. Each notes the call and passes it on.
+// The linker uses these definitions for calls from the test program and its forms, instead of those in the Qt library.
+// Each records the call and passes it on.
 #include "noted_calls.h"
 
 #include <QMenuBar>

@@ -1,5 +1,5 @@
-// Calls of the forms into Qt that leave nothing to look at afterwards: on the offscreen platform no menu bar is native
-// anyway, and a scroll area replaces the geometry of its contents when it takes them.
+// Calls of the forms into Qt whose effect cannot be read back: on the offscreen platform no menu bar is native anyway,
+// and a scroll area replaces the geometry of its contents.
 #pragma once
 
 #include <QHash>
@@ -13,5 +13,5 @@ struct NotedCalls
     QMultiHash<QString, QRect> geometries; // under the object's name
 };
 
-/** What was called since the program began; a test empties it before it looks. */
+/** The calls since the start of the program; a test clears them before its own. */
 NotedCalls& notedCalls();

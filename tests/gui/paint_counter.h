@@ -1,4 +1,4 @@
-// How often a widget is painted, which no picture of it tells.
+// Counts how often a widget is painted.
 #pragma once
 
 #include <QEvent>

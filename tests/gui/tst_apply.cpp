@@ -1,49 +1,23 @@
-// Patches applied from the window, whole runs: the log, the marks, the message boxes and what is on the disk
-// afterwards. In the window a failure does not end a run; each is shown and the run goes on.
-#include "expected_texts.h"
-#include "fake_patch_server.h"
-#include "test_files.h"
+// Whole runs that apply patches from the window: the log, the marks, the message boxes and the files afterwards. In the
+// window a failure does not end a run: it is shown, and the run continues.
+#include "download_window.h"
 #include "window_test.h"
 
-#include <QApplication>
-#include <QDir>
 #include <QRegularExpression>
-#include <QSignalSpy>
 
 #include <functional>
 
 using Answer = FakePatchServer::Answer;
-using Sabotage = std::function<void(FakeInstallation&)>;
+using Damage = std::function<void(FakeInstallation&)>;
 
-Q_DECLARE_METATYPE(Sabotage)
+Q_DECLARE_METATYPE(Damage)
 
 namespace {
 
-// The terminal's line break is not part of what the log is given.
-QString logged(const QByteArray& line)
+// The lines about an archive that contains the mark of its patch.
+QStringList unpacked(const QString& name)
 {
-    return "log:" + line.chopped(1);
-}
-
-const QString BEGIN = logged(DOWNLOAD);
-const QString INSTALL = logged(APPLY);
-const QString PAGE_BEGIN = logged(PAGE);
-const QString MAY_RESTART = "log:\nYou may restart systems now";
-const QStringList END{PAGE_BEGIN, "log:applied_patches.html updated", MAY_RESTART, "status"};
-
-QString downloaded(const QString& name)
-{
-    return "log:Downloaded " + name + ".tar";
-}
-
-QString unpacked(const QString& name)
-{
-    return "log:x /opt/tavrin/5.9/patched/" + name + '\n';
-}
-
-QString installed(const QString& name)
-{
-    return "log: ** installed " + name + ".tar\n";
+    return {"log:x /opt/tavrin/5.9/patched/" + name + '\n', installed(name + ".tar")};
 }
 
 } // namespace
@@ -77,9 +51,8 @@ private slots:
         openListOf(overHttp ? server.url() : files.url());
         QCOMPARE(marks(), QStringList({"P1 N", "P2 Y", "P3 N"}));
         clickApply();
-        const QStringList expected = QStringList{BEGIN,          downloaded("P1"), downloaded("P3"), INSTALL,
-                                                 unpacked("P1"), installed("P1"),  unpacked("P3"),   installed("P3")} +
-                                     END;
+        const QStringList expected = QStringList{START, downloaded("P1.tar"), downloaded("P3.tar"), INSTALL} +
+                                     unpacked("P1") + unpacked("P3") + FINISHED;
         QCOMPARE(recorder->events, expected);
         QCOMPARE(progress->toPlainText(),
                  expected.mid(0, expected.count() - 1).replaceInStrings(QRegularExpression("^log:"), "").join('\n'));
@@ -92,9 +65,9 @@ private slots:
         QTEST(server.requestedPaths(), "requests");
     }
 
-    void failureIsShownAndTheRunGoesOn_data()
+    void failureIsShownAndTheRunContinues_data()
     {
-        const Rows<QByteArray, Sabotage, QStringList, QStringList> row("archive", "sabotage", "expected", "shown");
+        const Rows<QByteArray, Damage, QStringList, QStringList> row("archive", "damage", "expected", "shown");
         const auto nothing = [](FakeInstallation&) {
         };
         const auto without = [](const QString& name) {
@@ -104,57 +77,50 @@ private slots:
         };
         const QByteArray good = markArchive("P1");
         const QString root = "/opt/tavrin/5.9";
-        const QStringList unpackedAndInstalled{unpacked("P1"), installed("P1")};
-
-        row("nothing", good, nothing, QStringList{BEGIN, downloaded("P1"), INSTALL} + unpackedAndInstalled + END,
+        row("nothing", good, nothing, QStringList{START, downloaded("P1.tar"), INSTALL} + unpacked("P1") + FINISHED,
             {"P1 Y"});
         row("archive not at the source", {}, nothing,
-            QStringList{BEGIN, "fail:Download of %1 failed: Error opening %2: No such file or directory\n", INSTALL,
-                        installed("P1")} +
-                END,
-            {"P1 N"});
+            runOf({"fail:Download of %1 failed: Error opening %2: No such file or directory\n"}, {"P1.tar"}), {"P1 N"});
         row("no directory for downloads", good, without("patches"),
-            QStringList{BEGIN, "fail:Failed to access patch download directory, " + root + "/patches.",
-                        downloaded("P1"), INSTALL} +
-                unpackedAndInstalled + END,
+            QStringList{START, "fail:Failed to access patch download directory, " + root + "/patches.",
+                        downloaded("P1.tar"), INSTALL} +
+                unpacked("P1") + FINISHED,
             {"P1 Y"});
         row("target cannot be opened", good,
             [](FakeInstallation& damaged) { QVERIFY(QDir().mkdir(damaged.path("patches/P1.tar"))); },
-            QStringList{BEGIN, "fail:Failed to open local patch file, " + root + "/patches/P1.tar", downloaded("P1"),
-                        INSTALL, installed("P1")} +
-                END,
+            runOf({"fail:Failed to open local patch file, " + root + "/patches/P1.tar", downloaded("P1.tar")},
+                  {"P1.tar"}),
             {"P1 N"});
         row("empty archive", "", nothing,
-            QStringList{BEGIN, "fail:No data downloaded for patch file, " + root + "/patches/P1.tar", downloaded("P1"),
-                        INSTALL, installed("P1")} +
-                END,
+            runOf({"fail:No data downloaded for patch file, " + root + "/patches/P1.tar", downloaded("P1.tar")},
+                  {"P1.tar"}),
             {"P1 N"});
         row("archive tool fails", good, without("bin/bsdtar"),
-            QStringList{BEGIN, downloaded("P1"), INSTALL,
+            QStringList{START, downloaded("P1.tar"), INSTALL,
                         "fail:System command '" + root + "/bin/bsdtar' failed:\n  execvp: No such file or directory",
-                        installed("P1")} +
-                END,
+                        installed("P1.tar")} +
+                FINISHED,
             {"P1 N"});
         row("page script fails", good,
             [](FakeInstallation& damaged) {
                 damaged.withFile("bin/ozna_installed_patches", "die \"no page today\\n\";\n");
             },
-            QStringList{BEGIN, downloaded("P1"), INSTALL} + unpackedAndInstalled +
-                QStringList{PAGE_BEGIN, "fail:no page today\n", MAY_RESTART, "status"},
+            QStringList{START, downloaded("P1.tar"), INSTALL} + unpacked("P1") +
+                QStringList{logged(PAGE), "fail:no page today\n", logged(RESTART_NOTICE), "status"},
             {"P1 Y"});
     }
 
-    void failureIsShownAndTheRunGoesOn()
+    void failureIsShownAndTheRunContinues()
     {
         QFETCH(QByteArray, archive);
-        QFETCH(Sabotage, sabotage);
+        QFETCH(Damage, damage);
         QFETCH(QStringList, expected);
         LocalSource files(pageOf({"P1"}));
         if (!archive.isNull()) {
             files.withFile("P1.tar", archive);
         }
         openListOf(files.url());
-        sabotage(*installation);
+        damage(*installation);
         const QStringList failures = expected.filter(QRegularExpression("^fail:"));
         for (int i = 0; i < failures.count(); ++i) {
             dialogs->answer(QMessageBox::Ok);
@@ -180,9 +146,9 @@ private slots:
         dialogs->answer(QMessageBox::Ok);
         clickApply();
         const QString failure = "Download request was redirected.\n";
-        QCOMPARE(recorder->events, (QStringList{BEGIN, "fail:" + failure, downloaded("P2"), INSTALL, installed("P1"),
-                                                unpacked("P2"), installed("P2")} +
-                                    END));
+        QCOMPARE(recorder->events,
+                 QStringList({START, "fail:" + failure, downloaded("P2.tar"), INSTALL, installed("P1.tar")}) +
+                     unpacked("P2") + FINISHED);
         QCOMPARE(marks(), QStringList({"P1 N", "P2 Y"}));
         QVERIFY(!server.requestedPaths().contains("/elsewhere"));
         QCOMPARE(dialogs->dialogs().first().details, failure);
@@ -231,12 +197,12 @@ private slots:
         QVERIFY(!applyButton->isEnabled());
         apply();
         QCoreApplication::processEvents();
-        QCOMPARE(recorder->events, QStringList{BEGIN});
+        QCOMPARE(recorder->events, QStringList{START});
         QCOMPARE(server.requestedPaths(), QList<QByteArray>{"/"});
     }
 
 private:
-    // Unpacked, it leaves the mark of the patch in the installation.
+    // Contains the mark of the patch.
     static QByteArray markArchive(const QString& name)
     {
         return archiveOf("/opt/tavrin/5.9/patched/" + name, {});

@@ -1,6 +1,6 @@
-// The tree of patches after it was filled. The widget takes a shorter way for long lists, and no one may see a
-// difference to a plain QTreeWidget that was filled row by row: items, labels, geometry, scroll position and scroll
-// bars are compared, at once and after the pending layouts.
+// The tree of patches after it was filled. The widget has a faster way for long lists, and its result must look like a
+// plain QTreeWidget that is filled row by row: items, labels, geometry, scroll position and scroll bars are compared,
+// before and after the pending layouts.
 #include "fill_comparison.h"
 #include "test.h"
 
@@ -15,7 +15,7 @@ class TstFill : public Test
     Q_OBJECT
 
 private slots:
-    void treeIsThatOfThePlainLoop_data()
+    void treeEqualsThePlainOne_data()
     {
         const Rows<PatchList, bool, int> rows("list", "shown", "height");
         const int usual = 800;
@@ -23,7 +23,7 @@ private slots:
             rows(describe(list) + (shown ? ", shown, " : ", not shown, ") + QByteArray::number(height) + " high", list,
                  shown, height);
         };
-        // Up to 19: around the border at which the scroll bar shows, with either length of descriptions.
+        // Up to 19: around the number at which the scroll bar appears, with either length of descriptions.
         for (const int count : {0, 1, 2, 3, 8, 10, 12, 19, 40}) {
             for (const int firstMissing : std::set<int>{0, count / 2}) {
                 row({count, firstMissing, Descriptions::Short}, true, usual);
@@ -32,7 +32,7 @@ private slots:
                 row({count, firstMissing, Descriptions::Mixed}, true, usual);
             }
         }
-        // In a high window the scroll bar shows later, while the last rows go in.
+        // In a high window the scroll bar appears only with the last rows.
         for (const int count : {3, 5, 8, 11}) {
             row({count, count, Descriptions::Mixed}, true, 1100);
         }
@@ -41,7 +41,7 @@ private slots:
         }
     }
 
-    void treeIsThatOfThePlainLoop()
+    void treeEqualsThePlainOne()
     {
         QFETCH(PatchList, list);
         QFETCH(bool, shown);
@@ -51,7 +51,7 @@ private slots:
         windows.setVisible(shown);
         QCoreApplication::processEvents();
 
-        // The second and third list meet a tree and a scroll bar that were in use.
+        // The second and third list replace an earlier one, perhaps with a visible scroll bar.
         for (const int more : {0, 5, 0}) {
             PatchList added = list;
             added.count = more;
@@ -59,7 +59,7 @@ private slots:
             windows.scrollUpFromEnd(more);
             windows.fill();
             QCOMPARE(windows.difference(), QString());
-            // To ask for the places would lay out the items that were added.
+            // Reading the places would lay out added items.
             QCOMPARE(more == 0 ? windows.differenceOfPlaces() : QString(), QString());
             QCoreApplication::processEvents();
             QCOMPARE(windows.wholeDifference(), QString());
@@ -70,7 +70,7 @@ private slots:
         QCOMPARE(windows.wholeDifference(), QString());
     }
 
-    void scrolledTreeIsLaidOutLikeAPlainOne()
+    void scrolledTreeEqualsThePlainOne()
     {
         FillComparison windows(800);
         windows.setVisible(true);

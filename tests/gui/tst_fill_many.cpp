@@ -1,6 +1,6 @@
-// A good thousand lists that replace another one, each held against a plain QTreeWidget: numbers, lengths and applied
-// states of both lists, scroll positions and heights of the window, in all combinations. What was ever found to differ
-// is a row of tst_fill as well.
+// More than a thousand lists, each of which replaces another one, compared with a plain QTreeWidget: all combinations
+// of sizes, lengths and applied states of the lists, scroll positions and heights of the window. Lists that were found
+// to differ are rows of tst_fill.
 #include "fill_comparison.h"
 #include "test.h"
 
@@ -13,7 +13,7 @@ class TstFillMany : public Test
     Q_OBJECT
 
 private slots:
-    void refilledTreesAreThoseOfThePlainLoop_data()
+    void refilledTreeEqualsThePlainOne_data()
     {
         const Rows<PatchList, int> row("former", "height");
         for (const int height : {700, 850, 1100}) {
@@ -26,7 +26,7 @@ private slots:
         }
     }
 
-    void refilledTreesAreThoseOfThePlainLoop()
+    void refilledTreeEqualsThePlainOne()
     {
         QFETCH(PatchList, former);
         QFETCH(int, height);

@@ -1,5 +1,5 @@
-// The form of the update widget by itself: every widget with its name, class, place and properties, and every text
-// with its context. Of the main window's form only what its window does not show.
+// The form of the update widget alone: every widget with its name, class, position and properties, and every text with
+// its context. The main window's form is tested in tst_mainwindow, except for one call.
 #include "expected_texts.h"
 #include "noted_calls.h"
 #include "recording_translator.h"
@@ -194,7 +194,7 @@ private slots:
         }
         for (const QLayout* layout :
              QList<const QLayout*>{form.verticalLayout_4, form.horizontalLayout, form.horizontalLayout_2}) {
-            QCOMPARE(layout->contentsMargins(), QMargins(0, 0, 0, 0)); // what a layout inside a layout has by itself
+            QCOMPARE(layout->contentsMargins(), QMargins(0, 0, 0, 0)); // the default of a layout inside a layout
             QCOMPARE(layout->spacing(), ofChild.spacing());
         }
         QCOMPARE(form.verticalLayout_5->spacing(), ofChild.spacing());
@@ -293,7 +293,7 @@ private slots:
         QVERIFY(form.doneButton->isEnabled());
         QVERIFY(!form.overrideCautionCheckBox->isChecked());
         QVERIFY(!form.overrideCautionCheckBox->isTristate());
-        QVERIFY(!widget->testAttribute(Qt::WA_Resized)); // the form leaves size and title of the widget alone
+        QVERIFY(!widget->testAttribute(Qt::WA_Resized)); // the form sets neither size nor title of the widget
         QCOMPARE(widget->windowTitle(), QString());
     }
 
@@ -302,7 +302,7 @@ private slots:
         QCOMPARE(notedCalls().geometries.values("scrollAreaWidgetContents"), QList<QRect>{QRect(0, 0, 654, 236)});
     }
 
-    void menuBarIsToldNotToBeNative()
+    void menuBarIsSetNotNative()
     {
         TavrinUpdateBusinessLogic logic("tavrin_update");
         QMainWindow window;

@@ -1,15 +1,11 @@
-// The main window: its menu, its title, the keys it leaves alone, and a start on which the environment checks failed.
-// The ways of leaving it end the process and are tried from outside.
+// The main window: its menu, its title, the keys that it does not handle, and its start after a failed check of the
+// environment. Leaving it ends the process; tst_window tests that from outside.
 #include "expected_texts.h"
 #include "fake_patch_server.h"
 #include "paint_counter.h"
 #include "recording_translator.h"
 #include "ui_tavrin_update_mainwindow.h"
 #include "window_test.h"
-
-#include <QApplication>
-
-#include <cstddef>
 
 class TstMainwindow : public WindowTest
 {
@@ -42,6 +38,7 @@ private slots:
         showMainWindow();
         QCOMPARE(window->objectName(), QString("tavrinUpdateMainWindow"));
         QCOMPARE(window->size(), QSize(700, 800));
+        QCOMPARE(widget->size(), QSize(700, 800 - window->menuBar()->height()));
         QCOMPARE(window->windowFlags() & Qt::WindowType_Mask, Qt::WindowFlags(Qt::Window));
         QCOMPARE(widget->objectName(), QString("tavrinUpdateWidget"));
         QCOMPARE(window->centralWidget(), static_cast<QWidget*>(widget));
@@ -71,14 +68,6 @@ private slots:
         QCOMPARE(form.menuBar->geometry(), QRect(0, 0, 762, 20)); // until the window lays it out
     }
 
-    void widgetFillsTheWindow()
-    {
-        showMainWindow();
-        QCOMPARE(window->size(), QSize(700, 800));
-        QCOMPARE(widget->width(), 700);
-        QCOMPARE(widget->height() + window->menuBar()->height(), 800);
-    }
-
     void titleIsThatOfTheBusinessLogic()
     {
         showMainWindow();
@@ -104,7 +93,7 @@ private slots:
         QCOMPARE(window->windowTitle(), WINDOW_TITLE);
     }
 
-    void otherChangesReachTheBaseClass()
+    void otherChangeEventsReachTheBaseClass()
     {
         showMainWindow();
         QVERIFY(QTest::qWaitForWindowExposed(window));
@@ -113,7 +102,7 @@ private slots:
             PaintCounter painted(each);
             QCoreApplication::processEvents();
             QCOMPARE(painted.count, 0);
-            QEvent change(QEvent::PaletteChange); // the base class paints itself again
+            QEvent change(QEvent::PaletteChange); // the base class repaints the widget
             QCoreApplication::sendEvent(each, &change);
             QTRY_COMPARE(painted.count, 1);
         }

@@ -1,16 +1,13 @@
-// The update widget: how it begins, what its buttons and the URL field do, its message boxes, and how it is used from
-// the keyboard. The business logic behind it is the real one. Its tree of patches and its table of running systems have
-// test programs of their own.
+// The update widget over the real business logic: its initial state, its buttons, its URL field, its message boxes, and
+// its use with the keyboard. tst_widget_patches tests its tree, tst_widget_systems its table.
 #include "expected_texts.h"
 #include "fake_patch_server.h"
 #include "recording_translator.h"
 #include "window_test.h"
 
 #include <QAccessible>
-#include <QApplication>
 #include <QHeaderView>
 #include <QMetaMethod>
-#include <QSignalSpy>
 #include <QSplitter>
 
 class TstWidget : public WindowTest
@@ -18,31 +15,28 @@ class TstWidget : public WindowTest
     Q_OBJECT
 
 private slots:
-    void metaObjectNumbersTheSlots()
+    void slotsKeepTheirOrder()
     {
         const QMetaObject& meta = TavrinUpdateWidget::staticMetaObject;
         QCOMPARE(meta.className(), "TavrinUpdateWidget");
-        QStringList methods;
-        QStringList parameterNames;
+        QStringList methods; // with the names of their arguments
         for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
             QCOMPARE(meta.method(i).methodType(), QMetaMethod::Slot);
-            methods << meta.method(i).methodSignature();
-            parameterNames << meta.method(i).parameterNames().join(", ");
+            methods << meta.method(i).methodSignature() + ' ' + meta.method(i).parameterNames().join(',');
         }
         const QStringList expected{
-            "appendProgress(QString)",
-            "on_applyButton_clicked()",
-            "on_defaultUrlButton_clicked()",
-            "on_doneButton_clicked()",
-            "on_overrideCautionCheckBox_stateChanged(int)",
-            "populateUpdateList()",
-            "presentErrorMessage(QString)",
-            "refreshPatchStatus()",
-            "refreshRealTimeSystemTable()",
-            "on_urlLineEdit_editingFinished()",
+            "appendProgress(QString) ",
+            "on_applyButton_clicked() ",
+            "on_defaultUrlButton_clicked() ",
+            "on_doneButton_clicked() ",
+            "on_overrideCautionCheckBox_stateChanged(int) state",
+            "populateUpdateList() ",
+            "presentErrorMessage(QString) ",
+            "refreshPatchStatus() ",
+            "refreshRealTimeSystemTable() ",
+            "on_urlLineEdit_editingFinished() ",
         };
         QCOMPARE(methods, expected);
-        QCOMPARE(parameterNames, QStringList({"", "", "", "", "state", "", "", "", "", ""}));
     }
 
     void newWidgetIsEmptyAndIdle()
@@ -61,7 +55,7 @@ private slots:
         QCOMPARE(progress->toPlainText(), QString());
         QHeaderView* rows = table->verticalHeader();
         QCOMPARE(rows->defaultSectionSize(), rows->fontMetrics().height() + 6);
-        // Qt raises both to the panes' minimum heights and shares the rest out from there.
+        // Qt raises both to the panes' minimum heights and then divides the rest.
         auto* splitter = widget->findChild<QSplitter*>("splitter");
         const QList<int> panes = splitter->sizes();
         QVERIFY(panes.at(0) > panes.at(1));
@@ -71,7 +65,7 @@ private slots:
         QCOMPARE(splitter->sizes(), panes);
     }
 
-    void urlCanBeEditedOnlyWhenOneWasGiven()
+    void urlIsEditableOnlyWhenOneWasGiven()
     {
         openWidget(QString());
         QVERIFY(url->isReadOnly());
@@ -129,7 +123,7 @@ private slots:
         QCOMPARE(marks(), QStringList({"Q1 N", "Q2 N"}));
     }
 
-    void rejectedUrlLeavesItsMessageAlone()
+    void rejectedUrlLeavesOnlyItsMessage()
     {
         openList(pageOf({"P1"}));
         emit logic->appendProgress("something");
@@ -180,7 +174,7 @@ private slots:
                                                   "\nUpdate applied_patches.html ...\n"
                                                   "\nYou may restart systems now"));
 
-        // Whatever the answer, it goes on. The title alone is the same in every language.
+        // Any answer continues. The title is the same in every language.
         RecordingTranslator translator(RecordingTranslator::bracketsIn(""));
         QVERIFY(QCoreApplication::installTranslator(&translator));
         dialogs->answer(QMessageBox::NoButton);
@@ -196,11 +190,11 @@ private slots:
     {
         openList(pageOf({"P1"}));
         dialogs->answer(QMessageBox::Ok);
-        emit logic->processFailed("What went wrong\nand why");
+        emit logic->processFailed("First line\nsecond line");
         QCOMPARE(dialogs->dialogs().count(), 1);
         const DialogAnswerer::Dialog& dialog = dialogs->dialogs().first();
         QCOMPARE(dialog.text, QString("Tavrin Update Warning"));
-        QCOMPARE(dialog.details, QString("What went wrong\nand why"));
+        QCOMPARE(dialog.details, QString("First line\nsecond line"));
         QCOMPARE(dialog.parent, static_cast<QWidget*>(nullptr));
         QCOMPARE(dialog.icon, QMessageBox::NoIcon);
         QCOMPARE(marks(), QStringList({"P1 N"}));
@@ -228,7 +222,7 @@ private slots:
         QCOMPARE(QApplication::focusWidget(), static_cast<QWidget*>(table));
     }
 
-    void namesAreThereForAssistiveTechnology()
+    void assistiveTechnologyGetsNames()
     {
         openWidget();
         const auto name = [this](const char* objectName) {

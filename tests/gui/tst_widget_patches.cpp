@@ -1,13 +1,11 @@
-// The tree of patches in the update widget: what it lists, how descriptions show, where it scrolls, and how its marks
-// follow the installation. That it looks like a plain tree however it is filled is in tst_fill.
+// The tree of patches in the update widget: what it lists, how it shows descriptions, where it scrolls, and how its
+// marks follow the installation. tst_fill compares it with a plain tree.
 #include "paint_counter.h"
 #include "window_test.h"
 
 #include <QAccessible>
-#include <QApplication>
 #include <QScreen>
 #include <QScrollBar>
-#include <QSignalSpy>
 
 class TstWidgetPatches : public WindowTest
 {
@@ -32,7 +30,7 @@ private slots:
         QVERIFY(applyButton->isEnabled());
     }
 
-    void descriptionWithATagShowsWhole()
+    void descriptionWithATagIsShownWhole()
     {
         openList(PatchPage().entry("P1", "1 May", "Repairs the &lt;b&gt; tag in pages of 3 &lt; 4 lines."));
         QCoreApplication::processEvents();
@@ -75,7 +73,7 @@ private slots:
         openWidget();
         QVERIFY(QTest::qWaitForWindowExposed(widget));
         listPatches({"P1", "P2", "P3"});
-        // What is on the screen; a grab of the widget would paint it again.
+        // The pixels on the screen; QWidget::grab() would paint the widget again.
         const auto onScreen = [this] {
             return widget->screen()->grabWindow(widget->winId()).toImage();
         };
@@ -99,27 +97,27 @@ private slots:
         QCOMPARE(below.count, 0);
     }
 
-    void trialPatchShowsOnlyAlone_data()
+    void trialPatchIsShownOnlyAlone_data()
     {
         const Rows<QStringList, QStringList> row("listed", "shown");
         row("no patch at all", {}, {});
         row("ordinary patches", {"P1", "P2"}, {"P1 N", "P2 N"});
         row("alone", {"TrialPatch"}, {"TrialPatch N"});
-        row("beside another", {"P1", "TrialPatch"}, {"P1 N"});
+        row("together with another", {"P1", "TrialPatch"}, {"P1 N"});
         row("two of the kind", {"TrialPatch", "TrialPatch"}, {});
         row("other letter case", {"tRIALpATCH", "P1"}, {"P1 N"});
         row("longer name", {"trialpatch_7", "P1"}, {"P1 N"});
         row("name that only contains it", {"MyTrialPatch", "P1"}, {"MyTrialPatch N", "P1 N"});
     }
 
-    void trialPatchShowsOnlyAlone()
+    void trialPatchIsShownOnlyAlone()
     {
         QFETCH(QStringList, listed);
         openPatches(listed);
         QTEST(marks(), "shown");
     }
 
-    void newListReplacesTheFormer()
+    void newListReplacesTheOldOne()
     {
         openList(pageOf({"P1", "P2"}));
         readList();
@@ -143,7 +141,7 @@ private slots:
         QVERIFY(!view.intersects(tree->visualItemRect(tree->topLevelItem(0))));
     }
 
-    void scrollBarStaysOnceItShowed()
+    void scrollBarStaysAfterItWasShown()
     {
         openPatches({"P0", "P1"});
         QCOMPARE(tree->verticalScrollBarPolicy(), Qt::ScrollBarAsNeeded);
@@ -197,7 +195,7 @@ private slots:
         QCOMPARE(changes.first().at(0).toModelIndex(), tree->model()->index(1, 1));
     }
 
-    void ofEqualNamesTheFirstIsMarked()
+    void firstOfEqualNamesIsMarked()
     {
         openPatches({"P1", "P2", "P1"});
         installation->withPatched("P1");

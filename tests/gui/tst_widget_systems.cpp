@@ -1,10 +1,9 @@
-// The table of running systems in the update widget, and what follows from it: whether patches may be applied, what the
-// user is asked before, and how the keyboard gets out of a table that is filled again every second.
+// The table of running systems in the update widget and its effects: whether patches may be applied, what the user is
+// asked first, and how the Tab key leaves a table that is filled again every second.
 #include "expected_texts.h"
 #include "recording_translator.h"
 #include "window_test.h"
 
-#include <QApplication>
 #include <QHeaderView>
 #include <QScrollBar>
 
@@ -74,7 +73,7 @@ private slots:
         showSystems(lines);
         QCOMPARE(table->rowCount(), 0);
         QCOMPARE(rtsGroupBox->title(), NO_SYSTEMS);
-        // Safe again: with a patch to apply, the button follows.
+        // Without a conflict, a patch to apply enables the button.
         addPatches({"P1"});
         logic->determinePatchesApplied();
         widget->enableApplyButton();
@@ -115,7 +114,7 @@ private slots:
         row("another release", "5.8", "No Conflict");
         row("the same release", "5.9", "**Conflict**");
         row("a longer name", "5.9p", "No Conflict");
-        row("a blank at the end", "5.9 ", "No Conflict");
+        row("a space at the end", "5.9 ", "No Conflict");
         row("the beginning of it", "5.", "No Conflict");
         row("empty", {}, "No Conflict");
     }
@@ -140,7 +139,7 @@ private slots:
         QCOMPARE(table->currentItem(), static_cast<QTableWidgetItem*>(nullptr));
     }
 
-    void unterminatedFieldsAreCutAtTheirEnds()
+    void unterminatedFieldsEndWithTheirArrays()
     {
         openWidget();
         showSystems(runningSystem("@fill:v", "@fill:u", "@fill:d", 1));
@@ -148,7 +147,7 @@ private slots:
                  QStringList({QString(1028, 'v'), "No Conflict", QString(1024, 'u'), "1", QString(4096, 'd')}));
     }
 
-    void refreshLeavesOtherScrollPositionsAlone()
+    void refreshKeepsOtherScrollPositions()
     {
         openWidget();
         for (int i = 0; i < 100; ++i) {
@@ -193,7 +192,7 @@ private slots:
         QCOMPARE(noUpdates->isVisible(), !needed);
     }
 
-    void warningGoesWhenNothingIsNeededAnyMore()
+    void warningIsHiddenWhenNothingIsNeeded()
     {
         systems->set(runningSystem());
         openPatches({"P1"});
@@ -214,7 +213,7 @@ private slots:
         QVERIFY(noUpdates->isHidden());
     }
 
-    void overrideLastsAcrossRefreshes()
+    void overrideIsKeptOnRefresh()
     {
         systems->set(runningSystem());
         openPatches({"P1"});
@@ -314,7 +313,7 @@ private slots:
         QCOMPARE(QApplication::focusWidget(), static_cast<QWidget*>(url));
     }
 
-    void refreshDoesNotTrapTheTabKey()
+    void tabKeyLeavesTheTableAfterARefresh()
     {
         enterTable(runningSystem());
         pressTabToColumn(1);
@@ -324,7 +323,7 @@ private slots:
         QVERIFY(!table->hasFocus());
     }
 
-    void tabKeyWalksOnFromACellChosenAfterARefresh()
+    void tabKeyContinuesFromACellChosenAfterARefresh()
     {
         enterTable(runningSystem());
         pressTabToColumn(1);
@@ -334,7 +333,7 @@ private slots:
         pressTabToColumn(2);
     }
 
-    void tabKeyWalksOnWhenTheTableIsEnteredAgain()
+    void tabKeyContinuesWhenTheTableIsEnteredAgain()
     {
         enterTable(runningSystem());
         pressTabToColumn(1);
@@ -346,7 +345,7 @@ private slots:
         pressTabToColumn(1);
     }
 
-    void tabKeyWalksOnFromAClickedCell()
+    void tabKeyContinuesFromAClickedCell()
     {
         enterTable(runningSystem());
         pressTabToColumn(1);

@@ -1,32 +1,18 @@
-// Every text of the window goes through a translation call in its context, and so do the texts that no run shows. Each
-// test takes one step and names all that is looked up in it, as often as it is. The terminal's are in tst_translations.
+// Every text of the window is translated in its context, and so are the texts that no run shows. Each test makes one
+// step and lists all texts that are looked up in it, with repetitions. tst_translations has those of terminal runs.
 #include "expected_texts.h"
 #include "recording_translator.h"
 #include "window_test.h"
 
-#include <QApplication>
-
-#include <memory>
-
 namespace {
 
-QStringList formTexts(const QStringList& texts)
-{
-    return inContext("QtD_TavrinUpdateMainWindow", texts);
-}
-
-QStringList widgetTexts(const QStringList& texts)
-{
-    return inContext("TavrinUpdateWidget", texts);
-}
-
-QStringList logicTexts(const QStringList& texts)
-{
-    return inContext("TavrinUpdateBusinessLogic", texts);
-}
+// The contexts.
+const char FORM[] = "QtD_TavrinUpdateMainWindow";
+const char WIDGET[] = "TavrinUpdateWidget";
+const char LOGIC[] = "TavrinUpdateBusinessLogic";
 
 // The group's title is looked up a second time for assistive technology.
-const QStringList FORM = formTexts(FORM_TEXTS + QStringList{"Running Tavrin Real Time Systems"});
+const QStringList ALL_OF_FORM = inContext(FORM, FORM_TEXTS + QStringList{"Running Tavrin Real Time Systems"});
 
 const auto translated = &RecordingTranslator::answerTo;
 
@@ -41,26 +27,26 @@ private slots:
     {
         initialize();
         showMainWindow();
-        // The title is set with the form and by the window.
-        compareTexts(FORM + inContext("QApplication", {WINDOW_TITLE, WINDOW_TITLE, "File", "Quit"}));
+        // The form and the window both set the title.
+        compareTexts(ALL_OF_FORM + inContext("QApplication", {WINDOW_TITLE, WINDOW_TITLE, "File", "Quit"}));
         QCOMPARE(window->windowTitle(), translated(WINDOW_TITLE));
     }
 
-    void marksOfTheList()
+    void marksOfTheListAreTranslated()
     {
         installation->withPatched("P1");
         openWidget();
         addPatches({"P1", "P2", "P3"});
         logic->determinePatchesApplied();
-        compareTexts(FORM);
+        compareTexts(ALL_OF_FORM);
         populate();
-        compareTexts(widgetTexts({"Y", "N", "N"}) + formTexts({NO_SYSTEMS}));
+        compareTexts(inContext(WIDGET, {"Y", "N", "N"}) + inContext(FORM, {NO_SYSTEMS}));
         call("refreshPatchStatus");
-        compareTexts(widgetTexts({"Y", "N", "N"}));
+        compareTexts(inContext(WIDGET, {"Y", "N", "N"}));
     }
 
-    // The title is looked up more often than it is shown, so here it is what shows that counts.
-    void runningSystems()
+    // The title is looked up more often than it is shown, so this test compares what is shown.
+    void tableOfRunningSystemsIsTranslated()
     {
         openWidget();
         refreshTable();
@@ -75,7 +61,7 @@ private slots:
         QCOMPARE(cells(1).at(1), translated("**Conflict**"));
     }
 
-    void questionBesideARunningSystem()
+    void questionAboutARunningSystemIsTranslated()
     {
         openWidget();
         systems->set(runningSystem("5.9"));
@@ -83,42 +69,43 @@ private slots:
         translator->takeTexts();
         dialogs->answer(QMessageBox::Cancel);
         apply();
-        compareTexts(widgetTexts({"Update Tavrin", CONFLICT_QUESTION}));
+        compareTexts(inContext(WIDGET, {"Update Tavrin", CONFLICT_QUESTION}));
     }
 
-    void stepsOfAnOverriddenRelease()
+    void stepsOfAnOverriddenReleaseAreTranslated()
     {
         initializeForOtherRelease();
         showWidget();
         translator->takeTexts();
         dialogs->answer(QMessageBox::Ok);
         apply();
-        compareTexts(logicTexts({STEPS_HEADING, "Download and install patch files ...\n", "\nUpdate %1 ...\n",
-                                 "\nYou may restart systems now\n"}));
+        compareTexts(inContext(LOGIC, {STEPS_HEADING, "Download and install patch files ...\n", "\nUpdate %1 ...\n",
+                                       "\nYou may restart systems now\n"}));
     }
 
-    void failure()
+    void titleOfAFailureIsTranslated()
     {
         openWidget();
         translator->takeTexts();
         dialogs->answer(QMessageBox::Ok);
-        logic->failWithMessage("What went wrong");
-        compareTexts(widgetTexts({"Tavrin Update Warning"}));
+        logic->failWithMessage("A failure");
+        compareTexts(inContext(WIDGET, {"Tavrin Update Warning"}));
     }
 
-    void usage()
+    void usageIsTranslated()
     {
         logic->getUsageString();
         compareTexts(inContext("QApplication", {"Usage:  tavrin_update [-lLnQtv]] [-m email] [url]"}));
     }
 
-    void commandChain()
+    void failuresOfACommandChainAreTranslated()
     {
         QByteArray output;
         QVERIFY(!logic->systemCommandChain("/nowhere/first", {"a"}, "/bin/cat", {"-"}, output).isEmpty());
-        compareTexts(logicTexts({"System command did not complete\n'%1'\n"}));
+        compareTexts(inContext(LOGIC, {"System command did not complete\n'%1'\n"}));
         QVERIFY(!logic->systemCommandChain("/bin/echo", {"a"}, "/nowhere/second", {"b"}, output).isEmpty());
-        compareTexts(logicTexts({"System command did not complete\n'%1'\n", "Failed to start system command '%1'\n"}));
+        compareTexts(
+            inContext(LOGIC, {"System command did not complete\n'%1'\n", "Failed to start system command '%1'\n"}));
     }
 
 private:
@@ -126,7 +113,7 @@ private:
     {
         translator = std::make_unique<RecordingTranslator>();
         QVERIFY(QCoreApplication::installTranslator(translator.get()));
-        QCoreApplication::sendPostedEvents(); // the change of language, before there is a window
+        QCoreApplication::sendPostedEvents(); // the language changes before there is a window
         WindowTest::setUp();
     }
 

@@ -1,4 +1,4 @@
-// The copy that tells what to expect is unpacked without its leading slashes, so it stays beside the installation.
+// The expected listing is made from a copy, into which the archives are unpacked without their leading slashes.
 #include "sample_release.h"
 
 #include "helper_run.h"
@@ -11,76 +11,42 @@ using Answer = FakePatchServer::Answer;
 
 namespace {
 
-const QByteArray DESCRIPTION = R"(
-patch P1
-date 14 January 2026
-archive P1.tar
-description
-> Plain & first.
-> Second line.
-file lib/one.txt
-> one
-
-patch P2
-date 2 February 2026
-archive P2.tar.gz
-description
-> Gzip.
-file data/pf/two.pf
-> 1 blue
-> 2 red
-file include/two.h
-> #pragma once
-
-patch P3
-date 3 March 2026
-archive P3.tar.bz2
-description
-> Bzip2.
-file bin/three
-> #!/bin/sh
-
-patch P4
-date 4 April 2026
-archive P4.tar.Z
-description
-> Compress.
-file lib/one.txt
-> one, corrected by P4
-
-patch P5
-date 5 May 2026
-archive P5.gz
-description
-> Gzip in two parts.
-file man/man1/five.1
-> .TH FIVE 1
-
-patch P6
-date 6 June 2026
-archive P6.Z
-description
-> Compress in two parts.
-file lib/sub/six.txt
-> six
-)";
-
 struct SamplePatch
 {
     QString name;
-    QString description;
+    QByteArray date;
     QString archive;
     QByteArray unpacked; // its file when it is unpacked
-    QList<QByteArray> members;
+    QString description;
+    QList<QPair<QByteArray, QByteArray>> files; // with their contents
 };
 
 const QList<SamplePatch> PATCHES{
-    {"P1", "Plain & first.\nSecond line.", "P1.tar", "P1.tar", {"lib/one.txt", "patched/P1"}},
-    {"P2", "Gzip.", "P2.tar.gz", "P2.tar", {"data/pf/two.pf", "include/two.h", "patched/P2"}},
-    {"P3", "Bzip2.", "P3.tar.bz2", "P3.tar.bz2", {"bin/three", "patched/P3"}},
-    {"P4", "Compress.", "P4.tar.Z", "P4.tar", {"lib/one.txt", "patched/P4"}},
-    {"P5", "Gzip in two parts.", "P5.gz", "P5.gz", {"man/man1/five.1", "patched/P5"}},
-    {"P6", "Compress in two parts.", "P6.Z", "P6.Z", {"lib/sub/six.txt", "patched/P6"}}};
+    {"P1", "14 January 2026", "P1.tar", "P1.tar", "Plain & first.\nSecond line.", {{"lib/one.txt", "one"}}},
+    {"P2",
+     "2 February 2026",
+     "P2.tar.gz",
+     "P2.tar",
+     "Gzip.",
+     {{"data/pf/two.pf", "1 blue\n2 red"}, {"include/two.h", "#pragma once"}}},
+    {"P3", "3 March 2026", "P3.tar.bz2", "P3.tar.bz2", "Bzip2.", {{"bin/three", "#!/bin/sh"}}},
+    {"P4", "4 April 2026", "P4.tar.Z", "P4.tar", "Compress.", {{"lib/one.txt", "one, corrected by P4"}}},
+    {"P5", "5 May 2026", "P5.gz", "P5.gz", "Gzip in two parts.", {{"man/man1/five.1", ".TH FIVE 1"}}},
+    {"P6", "6 June 2026", "P6.Z", "P6.Z", "Compress in two parts.", {{"lib/sub/six.txt", "six"}}}};
+
+// What make_patch_source reads about a patch.
+QByteArray blockOf(const SamplePatch& patch)
+{
+    const auto quoted = [](QByteArray text) {
+        return "> " + text.replace("\n", "\n> ") + '\n';
+    };
+    QByteArray block = "patch " + patch.name.toUtf8() + "\ndate " + patch.date + "\narchive " + patch.archive.toUtf8() +
+                       "\ndescription\n" + quoted(patch.description.toUtf8());
+    for (const auto& [file, content] : patch.files) {
+        block += "file " + file + '\n' + quoted(content);
+    }
+    return block + '\n';
+}
 
 } // namespace
 
@@ -91,7 +57,11 @@ SampleRelease::SampleRelease(const QStringList& patched) : applied(patched)
         arguments << "--patched" << name;
     }
     requireHelper(projectSourceDir() + "/demo/make_installation", arguments << RELEASE_DIRECTORY);
-    writeTestFile(folder.filePath("description"), DESCRIPTION);
+    QByteArray description;
+    for (const SamplePatch& patch : PATCHES) {
+        description += blockOf(patch);
+    }
+    writeTestFile(folder.filePath("description"), description);
     requireHelper(projectSourceDir() + "/demo/make_patch_source", {folder.filePath("description"), sourceFile("")});
 
     server.answer("/5.9/", Answer::file(sourceFile("index.html")));
@@ -150,7 +120,11 @@ QByteArray SampleRelease::installation() const
     for (const SamplePatch& patch : PATCHES) {
         if (!applied.contains(patch.name)) {
             files << patch.archive.toUtf8();
-            installed += installing(patch.unpacked, patch.members);
+            QList<QByteArray> members;
+            for (const auto& [file, content] : patch.files) {
+                members << file;
+            }
+            installed += installing(patch.unpacked, members << "patched/" + patch.name.toUtf8());
         }
     }
     return downloaded(files) + APPLY + installed + FINISH;

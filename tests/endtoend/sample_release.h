@@ -1,16 +1,10 @@
-// The sample installation and patch source, made by the project's own makers: one patch of each kind of archive that is
-// unpacked, what a run says about them, and what it has to leave.
+// A sample installation and patch source, made by the project's scripts: one patch of each kind of archive that is
+// unpacked, the output of a run, and the installation that it has to leave.
 #pragma once
 
 #include "expected_texts.h"
 #include "fake_patch_server.h"
 #include "program_run.h"
-
-#include <QByteArray>
-#include <QStringList>
-#include <QTemporaryDir>
-
-#include <memory>
 
 /** Where the sample installation is. */
 inline const QString RELEASE_DIRECTORY = QStringLiteral("/opt/tavrin/5.9");
@@ -40,10 +34,10 @@ public:
     QByteArray report() const;
     QByteArray installingRun(const QByteArray& dialogue = QUESTION + "\n") const;
 
-    /** What such a run prints behind its downloads' heading. */
+    /** What such a run prints after the heading of its downloads. */
     QByteArray installation() const;
 
-    /** What the installation has to be like after all archives, worked out on a copy with other means. */
+    /** What the installation has to look like after all archives, made from a copy by other means. */
     QStringList expectedListing() const;
 
     /** Answers for the page and the archives below /5.9/, the missing archives one after the other. */

@@ -1,9 +1,8 @@
-// The base of the tests that look at the window from outside: an installation, a patch server, and the built program on
-// a display of its own. Keys and mouse are pressed as by a user; what the window did shows on the screen, in the
-// requests to the server and in the installation's files.
+// The base of the tests that use the window from outside: an installation, a patch server, and the built program on a
+// display of its own. Keys and mouse are used as by a user; the tests compare the screen, the requests to the server
+// and the installation's files.
 #pragma once
 
-#include "expected_texts.h"
 #include "fake_installation.h"
 #include "fake_patch_server.h"
 #include "patch_source.h"
@@ -13,9 +12,7 @@
 
 #include <QRegularExpression>
 
-#include <memory>
-
-/** Each test function has all of it for itself. */
+/** Makes all of it for each test function. */
 class ShownWindowTest : public Test
 {
     Q_OBJECT
@@ -47,7 +44,7 @@ protected:
         installation.reset();
     }
 
-    /** An archive with a file and the mark that says that the patch is applied. */
+    /** An archive with a file and the mark of the patch. */
     Answer archiveFor(const QString& name) const
     {
         const QByteArray mark = archiveOf(installation->path("patched/" + name), {});
@@ -78,7 +75,7 @@ protected:
         screen->waitForList();
     }
 
-    /** Compares the names of the entries that came to the installation; any other change differs as well. */
+    /** Compares the names of new entries in the installation; any other change is a difference, too. */
     void compareNewEntries(const QStringList& expected) const
     {
         QStringList added = installation->tree();

@@ -1,7 +1,6 @@
-// The demonstration in every way that it offers: all of what it prints, its status, and that it leaves no files and no
-// processes behind. What differs from run to run is left out: the server's port and the order of the downloads.
+// The demonstration in each of its modes: its whole output, its status, and that it leaves no files and no processes.
+// What differs between runs is normalised: the server's port and the order of the downloads.
 #include "expected_texts.h"
-#include "program_run.h"
 #include "test.h"
 #include "test_files.h"
 #include "test_paths.h"
@@ -41,7 +40,7 @@ const QByteArray LIST_BEFORE =
 const QByteArray LIST_AFTER =
     LIST_COMMAND + compactReportOf("5.9", {"P5901", "P5902", "P5903", "P5904", "P5905", "P5906"}, {});
 
-// The patches that the sample installation has from the start are on its page without a date and a text.
+// Patches that are applied from the start have no date and no description on the page.
 const QByteArray PAGE_BEFORE = "\nThe installation's page /opt/tavrin/5.9/applied_patches.html now says:\n\n"
                                "  P5901\n"
                                "  P5902\n";
@@ -73,15 +72,15 @@ The sample installation is in $TAVRIN (/opt/tavrin/5.9), its patch source at $PA
 "exit" ends this world.
 )";
 
-// Runs a command and then names the processes that are still there. It is the first process of a namespace of its own:
-// the real-time systems that other tests start are no conflict there, and no other process is in the way.
+// Runs a command and then prints the processes that are left. It runs as the first process of a PID namespace, without
+// the processes and real-time systems of other tests.
 const QString IN_OWN_PROCESSES = QStringLiteral(R"script(
 "$@"
 status=$?
 for process in /proc/[0-9]*; do
     words=
     [ "$process" = /proc/1 ] || words=$(tr '\0' ' ' 2>/dev/null <"$process/cmdline")
-    [ -z "$words" ] || echo "still there: $words" >&2
+    [ -z "$words" ] || echo "left over: $words" >&2
 done
 exit $status
 )script");
@@ -138,7 +137,7 @@ private slots:
     void atATerminalTheUserAnswers()
     {
         const auto session = program->start(inOwnProcesses({"script", "-qec", '\'' + demo() + '\'', "/dev/null"}));
-        // With the end of its line, or the answer could come before it.
+        // With the end of the line, which the echo of the answer must not precede.
         QVERIFY2(session->waitForOutput("[y|n]?\r\n"), session->output());
         session->write("n\n");
         ProgramRun run = session->finish();
@@ -148,7 +147,7 @@ private slots:
                        EXITING + LIST_BEFORE + PAGE_BEFORE);
     }
 
-    void shellHasEverythingAtHand()
+    void shellHasTheProgramItsSourceAndItsManual()
     {
         program->input("pwd\n"
                        "ls patched\n"
@@ -194,11 +193,11 @@ private slots:
                 colours.insert(image.pixel(x, y));
             }
         }
-        // Text with smoothed edges, buttons and frames; an empty window has fewer.
+        // Antialiased text, buttons and frames; an empty window has fewer colours.
         QVERIFY2(colours.size() >= 50, QByteArray::number(colours.size()));
     }
 
-    void onADisplayTheWindowIsTheUsers()
+    void onADisplayTheUserHasTheWindow()
     {
         VirtualDisplay display;
         program->set("DISPLAY", display.name()).set("DBUS_SESSION_BUS_ADDRESS", "disabled:");

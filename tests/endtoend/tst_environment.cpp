@@ -1,6 +1,6 @@
-// The checks of the installation that come before anything else: which TAVRIN is accepted, which directories must be
-// writable, and which address the list is asked from. An override of the release is the subject of tst_override. The
-// default address is reachable here: in this test's own network its host is on loopback.
+// The checks at the start of a run: which TAVRIN is accepted, which directories must be writable, and from which
+// address the list is requested. An override of the release is tested in tst_override. This test has a network of its
+// own, in which the host of the default address is on loopback.
 #include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
@@ -66,18 +66,19 @@ private slots:
     void installationElsewhereIsRefused_data()
     {
         const Rows<QString, QString, QStringList> row("tavrin", "named", "options");
-        row("the home of the releases itself", "/opt/tavrin", "/opt/tavrin", {});
-        row("a folder beside it", "/opt/tavrin-old/5.9", "/opt/tavrin-old/5.9", {});
+        row("the directory of all releases", "/opt/tavrin", "/opt/tavrin", {});
+        row("a directory next to it", "/opt/tavrin-old/5.9", "/opt/tavrin-old/5.9", {});
         row("its name in capitals", "/opt/TAVRIN/5.9", "/opt/TAVRIN/5.9", {});
         row("a listing run", "/opt/TAVRIN/5.9", "/opt/TAVRIN/5.9", {"-l"});
-        row("a way that leads out again", "/opt/tavrin/../TAVRIN/5.9", "/opt/TAVRIN/5.9", {});
-        row("the standard location further down", "/opt/elsewhere/opt/tavrin/5.9", "/opt/elsewhere/opt/tavrin/5.9", {});
-        row("before the URL is looked at", "/opt/TAVRIN/5.9", "/opt/TAVRIN/5.9", {"http://[/"});
+        row("a path that leaves it again", "/opt/tavrin/../TAVRIN/5.9", "/opt/TAVRIN/5.9", {});
+        row("the standard location in another directory", "/opt/elsewhere/opt/tavrin/5.9",
+            "/opt/elsewhere/opt/tavrin/5.9", {});
+        row("a URL that is not valid, too", "/opt/TAVRIN/5.9", "/opt/TAVRIN/5.9", {"http://[/"});
         row("outside of /opt", "%1", "%1", {});
         row("a link into the standard location", "%1/link", "%1/link", {});
     }
 
-    // The marker %1 is a folder outside of /opt.
+    // %1 is a directory outside of /opt.
     void installationElsewhereIsRefused()
     {
         QFETCH(QString, tavrin);
@@ -86,8 +87,7 @@ private slots:
         const FakeInstallation installation;
         const QTemporaryDir elsewhere;
         QVERIFY(QFile::link(installation.path(), elsewhere.filePath("link")));
-        const QStringList folders{"/opt/tavrin-old/5.9", "/opt/TAVRIN/5.9", "/opt/elsewhere/opt/tavrin/5.9"};
-        for (const QString& folder : folders) {
+        for (const QString folder : {"/opt/tavrin-old/5.9", "/opt/TAVRIN/5.9", "/opt/elsewhere/opt/tavrin/5.9"}) {
             QVERIFY(QDir().mkpath(folder));
         }
         const ProgramRun run =
@@ -98,7 +98,7 @@ private slots:
         compareRun(run, 1, {}, nonStandardLocation(named.replace("%1", elsewhere.path())));
     }
 
-    void linkedReleaseKeepsItsOwnName()
+    void linkedReleaseHasTheNameOfTheLink()
     {
         InstallableRelease release{PatchPage()};
         QVERIFY(QFile::link(release.installation.path(), "/opt/tavrin/current"));
@@ -153,13 +153,13 @@ private slots:
     {
         const Rows<QStringList, QStringList> row("removed", "named");
         row("the marks", {"patched"}, {"patched"});
-        row("a folder in a folder", {"data/pf"}, {"data/pf"});
-        row("a folder with a folder in it", {"data"}, {"data", "data/pf"});
+        row("a subdirectory", {"data/pf"}, {"data/pf"});
+        row("a directory with a subdirectory", {"data"}, {"data", "data/pf"});
         row("everything", {"patched", "patches", "bin", "data", "include", "lib", "man"},
             {"patched", "patches", "bin", "data", "data/pf", "include", "lib", "man", "man/man1"});
     }
 
-    // They come before the check of the URL.
+    // This is checked before the URL.
     void missingEntriesCountAsUnwritable()
     {
         QFETCH(QStringList, removed);
@@ -201,9 +201,9 @@ private slots:
     void invalidUrlIsRefused_data()
     {
         const Rows<QString, QString> row("url", "normalised");
-        row("a host that is none", "http://[/", "http://[/");
-        row("a port that is none", "http://host.test:port", "http://host.test:port/");
-        row("a place marker in it", "http://[%2/", "http://[%2/");
+        row("an invalid host", "http://[/", "http://[/");
+        row("an invalid port", "http://host.test:port", "http://host.test:port/");
+        row("a place marker", "http://[%2/", "http://[%2/");
     }
 
     void invalidUrlIsRefused()
@@ -217,7 +217,7 @@ private slots:
                    "Url '" + normalised.toUtf8() + "' is invalid.\n" + parsed.errorString().toUtf8() + "\n");
     }
 
-    void defaultSourceIsAsked_data()
+    void defaultSourceIsUsed_data()
     {
         const Rows<QString, QStringList, QByteArray, QByteArray> row("tavrin", "arguments", "path", "output");
         const QString defaultUrl = QStringLiteral("http://%1/patches/5.9/Linux_x86/").arg(patchServerHost());
@@ -227,12 +227,12 @@ private slots:
         row("the default URL", "/opt/tavrin/5.9", {defaultUrl}, plain, reportOf("5.9"));
         row("the overriding release", "/opt/tavrin/5.9", {"-r", "5.8"}, "/patches/5.8/Linux_x86/",
             overrideWarning() + reportOf("overridden to 5.8"));
-        row("an override in other letters", "/opt/tavrin/beta", {"-r", "BETA"}, "/patches/beta/Linux_x86/",
+        row("an override in other letter case", "/opt/tavrin/beta", {"-r", "BETA"}, "/patches/beta/Linux_x86/",
             reportOf("beta"));
         row("a trailing slash after the release", "/opt/tavrin/5.9/", {}, "/patches//Linux_x86/", reportOf(""));
     }
 
-    void defaultSourceIsAsked()
+    void defaultSourceIsUsed()
     {
         QFETCH(QString, tavrin);
         QFETCH(QStringList, arguments);
@@ -248,7 +248,7 @@ private slots:
         QCOMPARE(server.requests().first().headers.value("host"), patchServerHost().toLatin1());
     }
 
-    void givenSourceIsAskedInsteadOfTheDefault()
+    void givenSourceIsUsedInsteadOfTheDefault()
     {
         ServedRelease release{PatchPage()};
         FakePatchServer maker(80);

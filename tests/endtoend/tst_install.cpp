@@ -1,6 +1,6 @@
 // Whole installing runs in a terminal on the sample installation and patch source: what is printed, the status, and the
-// installation afterwards, file by file. Unusual names and orders are the subject of tst_install_names; runs that end
-// early are in tst_install_failures and tst_install_tools.
+// installation afterwards, file by file. Unusual names and orders are tested in tst_install_names, runs that end early
+// in tst_install_failures and tst_install_tools.
 #include "installable_release.h"
 #include "sample_release.h"
 #include "test.h"
@@ -56,7 +56,7 @@ private slots:
         QCOMPARE(home.entryList(QDir::AllEntries | QDir::NoDotAndDotDot).filter(".tar"), QStringList());
     }
 
-    void closedStreamsDoNotGetIntoTheFiles_data()
+    void closedStreamsDoNotDamageTheFiles_data()
     {
         const Rows<QVector<int>> row("closed");
         row("input", {0});
@@ -68,8 +68,8 @@ private slots:
         row("all", {0, 1, 2});
     }
 
-    // A stream that stays closed would lend its number to the next file or connection of the program.
-    void closedStreamsDoNotGetIntoTheFiles()
+    // The next file or connection of the program would get the number of a closed stream.
+    void closedStreamsDoNotDamageTheFiles()
     {
         QFETCH(QVector<int>, closed);
         SampleRelease sample;
@@ -118,7 +118,7 @@ private slots:
                        executing("perl /opt/tavrin/5.9/bin/ozna_installed_patches -v") + PAGE_DONE);
     }
 
-    void onlyTheMissingPatchesAreFetched()
+    void onlyMissingPatchesAreDownloaded()
     {
         SampleRelease sample({"P1", "P2", "P4", "P5", "P6"});
         compareRun(sample.run(), 0, sample.installingRun());
@@ -129,7 +129,7 @@ private slots:
     void runThatInstallsNothingChangesNothing_data()
     {
         const Rows<QStringList, QStringList, QByteArray, QByteArray> row("options", "patched", "input", "rest");
-        row("refused", {}, {}, "No\n", NO_CONFLICT + QUESTION + EXITING);
+        row("answer no", {}, {}, "No\n", NO_CONFLICT + QUESTION + EXITING);
         row("dry run", {"-n"}, {"P2"}, {}, DRY_RUN);
         row("verbose dry run", {"-n", "-v"}, {"P2"}, {}, DRY_RUN);
         row("dry run beside running systems", {"-n", "-Q"}, {"P2"}, {}, DRY_RUN);
@@ -149,8 +149,8 @@ private slots:
         QCOMPARE(listingOf(RELEASE_DIRECTORY), before);
     }
 
-    // Many servers announce a compressed archive as an encoded plain one, and Qt decodes it while it comes in.
-    void archiveThatTheServerCallsEncodedIsInstalled()
+    // Many servers send a compressed archive as an encoded plain one, and Qt decodes it on arrival.
+    void archiveInAnEncodedAnswerIsInstalled()
     {
         SampleRelease sample({"P1", "P3", "P4", "P5", "P6"});
         sample.server.answer("/5.9/P2.tar.gz",
@@ -161,8 +161,8 @@ private slots:
         QCOMPARE(contentOf(RELEASE_DIRECTORY + "/data/pf/two.pf"), QByteArray("1 blue\n2 red\n"));
     }
 
-    // Servers that put their answers together from others send both, and the chunks count.
-    void answersInChunksBelowTheirAnnouncedLengthAreWhole()
+    // Some proxies send both, and the chunks decide.
+    void chunkedAnswersBelowTheirAnnouncedLengthAreComplete()
     {
         const auto inChunks = [](const QByteArray& content) {
             const QByteArray body = QByteArray::number(content.size(), 16) + "\r\n" + content + "\r\n0\r\n\r\n";
@@ -176,7 +176,7 @@ private slots:
         QCOMPARE(release.content("patches/P1.tar"), archive);
     }
 
-    // Also where standard output is a file or a pipe, which would hold it back; what comes after the check may be held.
+    // Also when standard output is a file or a pipe, which is buffered. What follows the check may be shown later.
     void checkIsShownBesideARunningSystemBeforeTheDownloadsEnd()
     {
         SampleRelease sample({"P1", "P2", "P4", "P5", "P6"});

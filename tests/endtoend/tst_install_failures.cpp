@@ -1,5 +1,5 @@
-// Installing runs that a download, an archive or the place to put it brings to an end: each breaks one thing, prints
-// its one message, and leaves the rest alone. What bsdtar says about a broken archive is asked of bsdtar afterwards.
+// Installing runs that end because of a download, an archive or the directory for it: each run has one fault, prints
+// one message, and changes nothing else. The expected message about a broken archive comes from bsdtar itself.
 #include "expected_texts.h"
 #include "helper_run.h"
 #include "installable_release.h"
@@ -14,12 +14,12 @@ Q_DECLARE_METATYPE(FakePatchServer::Answer)
 
 namespace {
 
-QByteArray archiverSays(const QString& archive)
+QByteArray archiverMessage(const QString& archive)
 {
     return runHelper("/opt/tavrin/5.9/bin/bsdtar", {"-xvPf", archive}).errors;
 }
 
-// A plain archive with the mark of P1 and a longer file, which does not compress to nothing.
+// A plain archive with the mark of P1 and a longer file, which does not compress well.
 QByteArray twoMembers(const FakeInstallation& installation)
 {
     QByteArray content;
@@ -27,7 +27,7 @@ QByteArray twoMembers(const FakeInstallation& installation)
         content += QByteArray::number(i * 7919 % 10007) + '\n';
     }
     const QByteArray first = archiveOf(installation.path("patched/P1"), "text");
-    const int end = 1024; // of the first archive; with it, the second would not be read
+    const int end = 1024; // end mark of the first archive, after which nothing is read
     return first.left(first.size() - end) + archiveOf(installation.path("lib/one.txt"), content);
 }
 
@@ -58,10 +58,10 @@ private slots:
         row("not found", Answer::status(404), replied, first);
         row("server error", Answer::status(500, "sorry"), replied, first);
         row("redirected", Answer::redirect(302, "/5.9/P1.tar"), "Download request was redirected.\n\n", first);
-        row("hangs up", Answer::hangUp(), closed, first);
+        row("closes the connection", Answer::hangUp(), closed, first);
         row("stops in the middle", Answer::body(body).cutAfter(3000), closed, first);
         row("stops before the end", Answer::body(body).cutAfter(body.size() - 1), closed, first);
-        row("sends nothing", Answer::body(""), noData, {"P1.tar", "P2.tar"});
+        row("empty body", Answer::body(""), noData, {"P1.tar", "P2.tar"});
         row("no content", Answer::status(204), noData, {"P1.tar", "P2.tar"});
     }
 
@@ -69,22 +69,21 @@ private slots:
     {
         QFETCH(Answer, answer);
         QFETCH(QByteArray, errors);
-        QFETCH(QStringList, stored);
         ServedRelease release({"P1.tar", "P2.tar", "P3.tar"});
         const QByteArray archive = archiveOf(release.installation.path("patched/P1"), "text");
         release.server.answer("/5.9/P2.tar", answer.after("/5.9/P1.tar"));
         release.server.answer("/5.9/P3.tar", Answer::body(archive).held());
         compareRun(release.run(), 1, untilDownload(3) + downloaded({"P1.tar"}),
                    errors.replace("%1", release.server.url("/5.9/P2.tar").toUtf8()));
-        QCOMPARE(release.storedArchives(), stored);
+        QTEST(release.storedArchives(), "stored");
         QCOMPARE(release.content("patches/P1.tar"), archive);
         QCOMPARE(QFileInfo(release.installation.path("patches/P2.tar")).size(), qint64(0));
-        // Nothing is unpacked before everything is there.
+        // Nothing is unpacked before everything is downloaded.
         QCOMPARE(QDir(release.installation.path("patched")).entryList(QDir::Files), QStringList());
         QVERIFY(!release.has("applied_patches.html"));
     }
 
-    void failedDownloadIsNamedByItsFullyEncodedAddress()
+    void failureHasTheFullyEncodedAddress()
     {
         ServedRelease release(pageWith({"P 1%C3%A9.tar"}));
         const QString address = release.server.url("/5.9/").replace("//", "//%1@");
@@ -115,7 +114,7 @@ private slots:
                 row(qPrintable(kind.second + ' ' + where), kind.first, kind.second, where);
             }
         }
-        // The middle of a plain one is different: see corruptedMiddleOfAPlainArchiveIsOnlyListed().
+        // The middle of a plain one: see corruptedMiddleOfAPlainArchiveIsOnlyListed().
         row(".tar head", {}, ".tar", "head");
         row(".tar end", {}, ".tar", "end");
     }
@@ -142,14 +141,14 @@ private slots:
         const ProgramRun run = release.run();
         const QStringList left = release.storedArchives();
         QCOMPARE(left.size(), 2);
-        const QByteArray said = archiverSays(release.installation.path("patches/" + left.first()));
+        const QByteArray said = archiverMessage(release.installation.path("patches/" + left.first()));
         QVERIFY2(said.contains("bsdtar: "), said);
         compareRun(run, 1, untilUnpacking({"P1" + suffix.toUtf8(), "P2.tar"}), said + '\n');
         QVERIFY(!release.has("patched/P2"));
         QVERIFY(!release.has("applied_patches.html"));
     }
 
-    // The archive tool skips what it cannot read between two members, complains in its listing and succeeds.
+    // The archive tool skips an unreadable header, warns in its listing and succeeds.
     void corruptedMiddleOfAPlainArchiveIsOnlyListed()
     {
         InstallableRelease release;
@@ -157,7 +156,7 @@ private slots:
         bytes.replace(1024, 300, QByteArray(300, '\xff')); // in the second header
         release.source.withFile("P1.tar", bytes);
         const ProgramRun run = release.run();
-        const QByteArray said = archiverSays(release.installation.path("patches/P1.tar"));
+        const QByteArray said = archiverMessage(release.installation.path("patches/P1.tar"));
         QVERIFY2(said.contains("Damaged"), said);
         compareRun(run, 0, untilUnpacking({"P1.tar"}) + said + '\n' + installing("P1.tar", {}) + FINISH);
         QCOMPARE(release.content("patched/P1"), QByteArray("text"));
@@ -171,7 +170,7 @@ private slots:
         row("not writable", false, "Failed to open local patch file, /opt/tavrin/5.9/patches/P1.tar\n");
     }
 
-    // It becomes so after the check at the start, while the run waits for its archive.
+    // The directory changes after the check at the start, while the run waits for its archive.
     void unusablePatchesDirectoryEndsTheRun()
     {
         QFETCH(bool, missing);
@@ -193,7 +192,7 @@ private slots:
 
     void diskThatFillsUpEndsTheRun_data()
     {
-        const Rows<QString, bool, QByteArray> row("disk", "isStored", "complaint");
+        const Rows<QString, bool, QByteArray> row("disk", "isStored", "message");
         row("while downloading", "patches", false, "runcated");
         row("while unpacking", "lib", true, "big.txt: ");
     }
@@ -202,7 +201,7 @@ private slots:
     {
         QFETCH(QString, disk);
         QFETCH(bool, isStored);
-        QFETCH(QByteArray, complaint);
+        QFETCH(QByteArray, message);
         InstallableRelease release;
         const SmallDisk small(release.installation.path(disk), 64 << 10);
         const QByteArray content(200 << 10, 'x');
@@ -213,8 +212,8 @@ private slots:
         QVERIFY2(!stored.isEmpty() && archive.startsWith(stored), QByteArray::number(stored.size()));
         QCOMPARE(stored == archive, isStored);
         QVERIFY(isStored || stored.size() <= 64 << 10);
-        const QByteArray said = archiverSays(release.installation.path("patches/P1.tar"));
-        QVERIFY2(said.contains(complaint), said);
+        const QByteArray said = archiverMessage(release.installation.path("patches/P1.tar"));
+        QVERIFY2(said.contains(message), said);
         compareRun(run, 1, untilUnpacking({"P1.tar"}), said + '\n');
         QVERIFY(release.content("lib/big.txt") != content);
         QVERIFY(!release.has("applied_patches.html"));

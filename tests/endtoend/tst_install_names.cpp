@@ -1,5 +1,5 @@
-// Installing runs whose archives are out of the ordinary: kinds that are not unpacked, names that are encoded or belong
-// to no patch, one file for two patches, downloads in another order, and more of them than files may be open.
+// Installing runs with unusual archives: kinds that are not unpacked, names that are encoded or match no patch, one
+// file for two patches, downloads that finish in another order, and more downloads than the limit of open files.
 #include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
@@ -11,7 +11,7 @@ using Answer = FakePatchServer::Answer;
 
 namespace {
 
-// An archive that the installation does not have under the name in the list.
+// The lines about an archive whose name matches no patch in the list.
 QByteArray notMarked(const QByteArray& file)
 {
     return "Internal error: Failed to mark update " + file + " applied." + installing(file, {});
@@ -24,7 +24,7 @@ class TstInstallNames : public Test
     Q_OBJECT
 
 private slots:
-    void unknownKindsAreKeptUnopened()
+    void unknownKindsAreNotUnpacked()
     {
         InstallableRelease release({"P1.tgz", "P2.zip"});
         release.source.withFile("P2.zip", "PK");
@@ -32,7 +32,7 @@ private slots:
                    untilUnpacking({"P1.tgz", "P2.zip"}) + installing("P1.tgz", {}) + installing("P2.zip", {}) + FINISH);
         QCOMPARE(release.content("patches/P2.zip"), QByteArray("PK"));
         QCOMPARE(QDir(release.installation.path("patched")).entryList(QDir::Files), QStringList());
-        // Nothing was unpacked, so nothing is applied as far as the next run can see.
+        // Without marks the next run lists both as missing.
         compareRun(release.run({"-L"}), 0, compactReportOf("5.9", {}, {"P1", "P2"}));
     }
 
@@ -55,7 +55,7 @@ private slots:
         QVERIFY(!release.has("patched/P1"));
     }
 
-    void nameWithABlankIsInstalled()
+    void nameWithASpaceIsInstalled()
     {
         const QByteArray file = "P1 \xc3\xa9.x.tar";
         ServedRelease release(pageWith({QString::fromUtf8(file)}));
@@ -89,7 +89,7 @@ private slots:
         compareRun(release.run(), 0, untilUnpacking({"P4.tar", "P3.tar", "P2.tar", "P1.tar"}) + installed + FINISH);
     }
 
-    void moreLocalPatchesThanFilesMayBeOpenAreInstalled()
+    void localPatchesMayExceedTheLimitOfOpenFiles()
     {
         QStringList files;
         for (int i = 1; i <= 100; ++i) {

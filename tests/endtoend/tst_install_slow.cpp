@@ -1,6 +1,5 @@
-// Installing and mailing runs in which a program hangs: after 30 seconds the run goes on without it, and the program
-// is gone. Qt says on standard error that it had to end it. All runs wait at the same time, each with a release of its
-// own.
+// Installing and mailing runs in which a program hangs: after 30 seconds the program is killed, with a message of Qt's
+// on standard error, and the run continues without it. All runs wait at the same time, each with a release of its own.
 #include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
@@ -14,7 +13,7 @@
 
 namespace {
 
-// A run in which one tool hangs after it has noted its process in the installation.
+// A run in which one tool hangs after it has written its process id to a file.
 class HangingRun : public RecordedRelease
 {
 public:
@@ -31,7 +30,7 @@ public:
         session->closeInput();
     }
 
-    // Asked all the time, so that the end is noticed when it comes.
+    // Called repeatedly, so that the time of the end is known.
     bool hasEnded()
     {
         if (milliseconds < 0 && !session->isRunning()) {
@@ -60,9 +59,9 @@ class TstInstallSlow : public Test
     Q_OBJECT
 
 private slots:
-    void hangingProgramIsGivenUp_data()
+    void hangingProgramIsKilled_data()
     {
-        // process: as Qt names it
+        // process: as in Qt's message
         const Rows<QString, QByteArray, int, QByteArray, QByteArray> row("release", "process", "status", "output",
                                                                          "message");
         const QByteArray archiver = "/opt/tavrin/archiver/bin/bsdtar";
@@ -76,7 +75,7 @@ private slots:
         row("mailer does not matter", "mailer", "perl", 0, {}, {});
     }
 
-    void hangingProgramIsGivenUp()
+    void hangingProgramIsKilled()
     {
         QFETCH(QString, release);
         QFETCH(QByteArray, process);

@@ -1,5 +1,5 @@
 // Installing runs in which a tool is missing, fails or prints something: the archive tool, the decompressor, perl and
-// the page script that it runs. Recorders replace the tools where it matters how they are called.
+// the page script. Recorders replace the tools where their calls are compared.
 #include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
@@ -15,15 +15,6 @@ const QByteArray INSTALLED = installing("P1.tar", {});
 const QByteArray UNTIL_UNPACKING_GZ = untilUnpacking({"P1.tar.gz"});
 const QByteArray INSTALLED_GZ = installing("P1.tar.gz", {});
 
-FakeTool toolThatPrints(const QByteArray& output, const QByteArray& errors, int status = 0)
-{
-    FakeTool tool;
-    tool.output = output;
-    tool.errors = errors;
-    tool.status = status;
-    return tool;
-}
-
 } // namespace
 
 class TstInstallTools : public Test
@@ -31,7 +22,7 @@ class TstInstallTools : public Test
     Q_OBJECT
 
 private slots:
-    void toolsAreNoticedToEndWithTheChildSignalBlocked()
+    void toolsMayEndWithTheChildSignalBlocked()
     {
         RecordedRelease release;
         release.program.blockedChildSignal();
@@ -50,14 +41,14 @@ private slots:
     void statusOfTheArchiverDecides_data()
     {
         const Rows<int, QByteArray, QByteArray, QByteArray> row("status", "output", "errors", "shown");
-        row("silence", 0, {}, {}, {});
+        row("no output", 0, {}, {}, {});
         row("standard output", 0, "said", {}, "said\n");
         row("standard error", 0, {}, "x one\n", "x one\n\n");
         row("both", 0, "said\n", "x one\n", "x one\n\n");
         row("failing, standard output", 1, "broken", {}, "broken\n");
         row("failing, standard error", 1, {}, "x one\nbroken\n", "x one\nbroken\n\n");
         row("failing, both", 1, "said\n", "broken\n", "broken\n\n");
-        row("failing, beyond Latin-1", 1, {}, "\xc3\xa9\xe2\x82\xac\n", "\xe9?\n\n");
+        row("failing, not in Latin-1", 1, {}, "\xc3\xa9\xe2\x82\xac\n", "\xe9?\n\n");
     }
 
     void statusOfTheArchiverDecides()
@@ -67,7 +58,7 @@ private slots:
         QFETCH(QByteArray, errors);
         QFETCH(QByteArray, shown);
         RecordedRelease release;
-        release.setTool("bsdtar", toolThatPrints(output, errors, status));
+        release.setTool("bsdtar", FakeTool::printing(output, errors, status));
         const bool fails = status != 0;
         compareRun(release.run(), status, UNTIL_UNPACKING + (fails ? QByteArray() : shown + INSTALLED + FINISH),
                    fails ? shown : QByteArray());
@@ -89,7 +80,7 @@ private slots:
         row("not verbose", {}, "said\n", "complained\n", {});
         row("verbose", {"-v"}, "said\n", "complained\n", "complained\n\nContinuing...\n");
         row("verbose with standard output", {"-v"}, "said", {}, "said\nContinuing...\n");
-        row("verbose and silent", {"-v"}, {}, {}, {});
+        row("verbose without output", {"-v"}, {}, {}, {});
     }
 
     void decompressorsOutputIsShownOnlyWhenVerbose()
@@ -99,7 +90,7 @@ private slots:
         QFETCH(QByteArray, errors);
         QFETCH(QByteArray, shown);
         RecordedRelease release("P1.tar.gz");
-        release.setTool("gunzip", toolThatPrints(output, errors, 1));
+        release.setTool("gunzip", FakeTool::printing(output, errors, 1));
         const auto echo = [&options](const QByteArray& command) {
             return options.contains("-v") ? executing(command) : QByteArray();
         };
@@ -109,22 +100,20 @@ private slots:
                        INSTALLED_GZ + PAGE + echo("perl /opt/tavrin/5.9/bin/ozna_installed_patches -v") + PAGE_DONE);
     }
 
-    void decompressorThatLosesTheFileEndsTheRun()
+    void decompressorThatRemovesTheFileEndsTheRun()
     {
         RecordedRelease release("P1.tar.gz");
-        FakeTool losing;
-        losing.script = "/bin/rm \"$1\"";
-        release.setTool("gunzip", losing);
+        release.setTool("gunzip", FakeTool::running("/bin/rm \"$1\""));
         compareRun(release.run(), 1, UNTIL_UNPACKING_GZ, "Failed to decompress file P1.tar\n");
         QCOMPARE(release.tools.callLines(), QStringList{"gunzip|/opt/tavrin/5.9/patches/P1.tar.gz"});
     }
 
     void failingPageScriptEndsTheRun_data()
     {
-        // script: none for an installation without it
+        // script: empty for an installation without one
         const Rows<QByteArray, QByteArray> row("script", "message");
         row("dies", "die \"no page today\\n\";", "no page today\n\n");
-        row("complains on standard output", "print \"no page\"; exit 3;", "no page\n");
+        row("fails with standard output", "print \"no page\"; exit 3;", "no page\n");
         row("kills itself", "print STDERR \"dying\\n\"; kill 'KILL', $$;", "dying\n\n");
         row("missing", {},
             "Can't open perl script \"/opt/tavrin/5.9/bin/ozna_installed_patches\": No such file or directory\n\n");
@@ -147,7 +136,7 @@ private slots:
     void outputOfThePageScriptIsNotShown()
     {
         RecordedRelease release;
-        release.setTool("perl", toolThatPrints("wrote it\n", "warning\n"));
+        release.setTool("perl", FakeTool::printing("wrote it\n", "warning\n"));
         compareRun(release.run(), 0, UNTIL_UNPACKING + INSTALLED + FINISH);
         QCOMPARE(release.tools.callLines(), (QStringList{UNPACK + "P1.tar", WRITE_PAGE}));
     }

@@ -1,6 +1,6 @@
-// Runs that list: what each listing option prints, from both kinds of source and for every state of the installation.
-// What the page's entries may look like is the subject of tst_listing_entries, what surrounds the program that of
-// tst_listing_surroundings, mailing that of tst_mail_report, and runs that go wrong are in tst_listing_failures.
+// Runs that list: what each listing option prints, for both kinds of source and for every state of the installation.
+// The markup of entries is tested in tst_listing_entries, the program's environment in tst_listing_surroundings,
+// mailing in tst_mail_report, and failing runs in tst_listing_failures.
 #include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
@@ -14,7 +14,7 @@ const PatchPage THREE_PATCHES = PatchPage()
                                     .entry("P2", "2 May 2020", "second\nin two lines")
                                     .entry("P3", "3 May 2020", "third");
 
-// What a compact list says about them.
+// Compact lists of them.
 const QByteArray NO_PATCH_APPLIED = compactReportOf("5.9", {}, {"P1", "P2", "P3"});
 const QByteArray FIRST_PATCH_APPLIED = compactReportOf("5.9", {"P1"}, {"P2", "P3"});
 
@@ -40,7 +40,7 @@ private slots:
         row("-n -v", {"-n", "-v"}, plain + DRY_RUN);
         row("-l -Q", {"-l", "-Q"}, plain);
         row("-n -Q", {"-n", "-Q"}, plain + DRY_RUN);
-        row("a cluster with -t elsewhere", {"-lvQ"}, plain);
+        row("a cluster without -t", {"-lvQ"}, plain);
         row("-l with an empty address", {"-l", "-m", ""}, plain);
         row("-l with a redundant release", {"-l", "-r", "5.9"}, plain);
     }
@@ -93,22 +93,22 @@ private slots:
         const Rows<QString> row("suffix");
         row("a trailing slash", "/");
         row("no trailing slash", "");
-        row("the page's name", "/index.html");
-        row("the page's name in capitals", "/INDEX.HTML");
+        row("the name of the page", "/index.html");
+        row("the name of the page in capitals", "/INDEX.HTML");
     }
 
     void localUrlNamesAFolder()
     {
         QFETCH(QString, suffix);
         const FakeInstallation installation;
-        QTemporaryDir folder(QDir::tempPath() + "/with blank-XXXXXX");
+        QTemporaryDir folder(QDir::tempPath() + "/with space-XXXXXX");
         THREE_PATCHES.writeTo(folder.path());
-        // As typed by a user, who encodes nothing.
+        // Not encoded, as typed by a user.
         const QString url = "file://" + folder.path() + suffix;
         compareRun(Program().tavrin(installation.path()).run({"-t", "-L", url}), 0, NO_PATCH_APPLIED);
     }
 
-    void pageNameStaysInAnHttpUrl()
+    void pageNameIsKeptInAnHttpUrl()
     {
         const FakeInstallation installation;
         FakePatchServer server;
@@ -118,7 +118,7 @@ private slots:
         QCOMPARE(server.requestedPaths(), QList<QByteArray>{"/some/index.html/"});
     }
 
-    void onlyTheFirstUrlIsAsked()
+    void onlyTheFirstUrlIsUsed()
     {
         ServedRelease release{PatchPage()};
         compareRun(
@@ -127,7 +127,7 @@ private slots:
         QCOMPARE(release.server.requestedPaths(), QList<QByteArray>{"/5.9/"});
     }
 
-    void statusThatIsNoRedirectGoesOnToThePage()
+    void pageIsReadAfterAStatusThatIsNoRedirect()
     {
         ServedRelease release{PatchPage()};
         release.server.answer("/5.9/", FakePatchServer::Answer::status(306, pageOf(1).html()));
@@ -140,10 +140,10 @@ private slots:
         row("a mark", "patched/P1", "P1", true);
         row("no mark", "patched/P0", "P1", false);
         row("a mark with a suffix", "patched/P1.txt", "P1", false);
-        row("a mark in other letters", "patched/p1", "P1", false);
+        row("a mark in other letter case", "patched/p1", "P1", false);
         row("a folder", "patched/P1/file", "P1", false);
         row("a hidden mark", "patched/.P1", ".P1", false);
-        row("a file beside the marks", "P1", "P1", false);
+        row("a file outside of the directory", "P1", "P1", false);
         row("a trial patch", "patched/TrialPatch", "TrialPatch_3", true);
         row("a trial patch under its own name", "patched/TrialPatch_3", "TrialPatch_3", false);
     }
@@ -159,7 +159,7 @@ private slots:
         compareRun(release.run({"-l"}), 0, applied ? reportOf("5.9") : reportOf("5.9", {{name, "text"}}));
     }
 
-    void withoutMarksTheInstallationItselfIsLookedAt()
+    void marksAreInTheInstallationWithoutAMarksDirectory()
     {
         InstallableRelease release(THREE_PATCHES);
         release.installation.without("patched").withFile("P1").withFile("lib/P2");

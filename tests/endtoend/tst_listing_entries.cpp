@@ -1,5 +1,5 @@
-// Runs that list pages of every allowed shape: markup that a person or a tool may have written, links that belong to no
-// entry, and lists from none to very many entries.
+// Runs that list pages with every allowed markup, written by hand or by a tool: unusual entries, links outside of
+// entries, and lists from no entry to very many.
 #include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
@@ -9,7 +9,7 @@ class TstListingEntries : public Test
     Q_OBJECT
 
 private slots:
-    void entriesAreReadFromOddMarkup_data()
+    void entriesAreReadFromUnusualMarkup_data()
     {
         const Rows<QString, QList<UnappliedPatch>> row("entries", "patches");
         const QString link = "<li><a href=\"p.tar\">P1 1 May 2020</a></li>";
@@ -52,17 +52,17 @@ private slots:
         row("a quote within the item", "<li><a href=\"p.tar\">P1 1 May 2020</a>" + quote + "</li>", plain);
         row("an empty quote, filled by what follows", link + "<blockquote/>text", plain);
         row("a heading without a date", "<li><a href=\"p.tar\">P1</a></li>" + quote, plain);
-        row("element names in capitals mean nothing", link + "<BLOCKQUOTE>no</BLOCKQUOTE><LI>P2 no</LI>", {});
+        row("element names in capitals are ignored", link + "<BLOCKQUOTE>no</BLOCKQUOTE><LI>P2 no</LI>", {});
         row("a trial patch", "<li><a href=\"p.tar\">TrialPatch_3 1 Jan 2020</a></li>" + quote,
             {{"TrialPatch", "text"}});
-        row("a trial patch in other letters", "<li><a href=\"p.tar\">trialPatch_3 1 Jan</a></li>" + quote,
+        row("a trial patch in other letter case", "<li><a href=\"p.tar\">trialPatch_3 1 Jan</a></li>" + quote,
             {{"trialPatch_3", "text"}});
         row("the same patch twice", link + quote + link + quote, {{"P1", "text"}, {"P1", "text"}});
         row("place markers in texts", "<li><a href=\"p.tar\">%1 %2</a></li><blockquote>%1%2</blockquote>",
             {{"%1", "%1%2"}});
     }
 
-    void entriesAreReadFromOddMarkup()
+    void entriesAreReadFromUnusualMarkup()
     {
         QFETCH(QString, entries);
         QFETCH(QList<UnappliedPatch>, patches);
@@ -70,7 +70,7 @@ private slots:
         compareRun(release.run({"-l"}), 0, reportOf("5.9", patches));
     }
 
-    // Which archive a patch has shows from outside by what an installing run asks for.
+    // The archive of a patch is visible in the requests of an installing run.
     void pendingLinksArePutBeforeTheNextArchive_data()
     {
         const Rows<QString, QByteArray> row("entries", "path");
@@ -78,7 +78,7 @@ private slots:
         row("nothing pending", entry, "/5.9/p1.tar");
         row("a navigation link", "<a href=\"up-\">up</a>" + entry, "/5.9/up-p1.tar");
         row("an item without a quote", "<li><a href=\"p0-\">P0 old</a></li>" + entry, "/5.9/p0-p1.tar");
-        row("a link behind the entry", entry + "<a href=\"down-\"/>", "/5.9/p1.tar");
+        row("a link after the entry", entry + "<a href=\"down-\"/>", "/5.9/p1.tar");
     }
 
     void pendingLinksArePutBeforeTheNextArchive()

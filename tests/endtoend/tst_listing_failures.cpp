@@ -1,5 +1,5 @@
-// Listing runs that go wrong: sources that cannot be reached, answers that send elsewhere or break off, and pages that
-// are broken at every stage. Each such run prints its one message to standard error, nothing before it, and fails.
+// Listing runs that fail: sources that cannot be reached, answers that redirect or are incomplete, and pages with a
+// fault in every part. Each run prints one message to standard error, nothing to standard output, and fails.
 #include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
@@ -15,7 +15,7 @@ namespace {
 
 const QByteArray ENTRY = "<li><a href=\"p.tar\">P1 1 May 2020</a></li><blockquote>text</blockquote>";
 
-// What the markup library says about a page; its words are not the program's.
+// The markup library's message about a page.
 QByteArray markupError(const QByteArray& page)
 {
     QXmlStreamReader reader(page);
@@ -42,7 +42,7 @@ QByteArray unknownScheme(const QString& url, const QString& scheme)
     return message + "Begin your URL with 'http://' or, for local files, 'file:///'.\n";
 }
 
-// The page of a folder that a file URL names; the reason has %1 for the folder.
+// The message about the page in a folder; %1 in the reason is the folder.
 QByteArray cannotRead(const QString& folder, const QString& reason)
 {
     return failedToRead("file://" + folder + "/index.html", reason.arg(folder));
@@ -67,10 +67,10 @@ private slots:
         }
         row("a redirect without a target", Answer::status(302, page), "Request was redirected.\n\n");
         row("not modified", Answer::status(304), noListAt("%1") + ":\n" + markupError({}) + "\n" + EXITING);
-        row("broken before the body", Answer::body(page).cutAfter(0), closed);
-        row("broken within the body, before the list", Answer::body(page).cutAfter(10), closed);
-        row("broken within the list", Answer::body(page).cutAfter(150), closed);
-        row("broken before the last byte", Answer::body(page).cutAfter(page.size() - 1), closed);
+        row("ends before the body", Answer::body(page).cutAfter(0), closed);
+        row("ends within the body, before the list", Answer::body(page).cutAfter(10), closed);
+        row("ends within the list", Answer::body(page).cutAfter(150), closed);
+        row("ends before the last byte", Answer::body(page).cutAfter(page.size() - 1), closed);
     }
 
     void failingAnswerEndsTheRun()
@@ -99,8 +99,8 @@ private slots:
         QCOMPARE(release->server.requestedPaths(), QList<QByteArray>{"/5.9/"});
     }
 
-    // Qt may ask a second time after this.
-    void connectionBrokenBeforeTheHeadersFails()
+    // Qt may send the request again.
+    void connectionClosedBeforeTheHeadersFails()
     {
         release->server.answer("/5.9/", Answer::hangUp());
         compareRun(release->run({"-l"}), 1, {}, failedToRead(url(), "Connection closed"));
@@ -135,17 +135,17 @@ private slots:
         const QString notLocal = "Request for opening non-local file file://%1/index.html";
         row("file scheme and a host alone", "file://x/", cannotRead("x", notLocal));
         row("file scheme, a host and a path", "file://x/some/dir", cannotRead("x/some/dir", notLocal));
-        row("two slashes in place of three", "file://opt/patches/", cannotRead("opt/patches", notLocal));
+        row("two slashes instead of three", "file://opt/patches/", cannotRead("opt/patches", notLocal));
 
         const QString notFound = "Error opening %1/index.html: No such file or directory";
         const QString root = "/opt/tavrin/5.9/";
         row("no folder", "file://" + root + "missing", cannotRead(root + "missing", notFound));
         row("folder without a page", "file://" + root + "lib", cannotRead(root + "lib", notFound));
-        row("page that no one may read", "file://" + root + "locked",
+        row("unreadable page", "file://" + root + "locked",
             cannotRead(root + "locked", "Error opening %1/index.html: Permission denied"));
-        row("folder in the page's place", "file://" + root + "strange",
+        row("folder instead of the page", "file://" + root + "strange",
             cannotRead(root + "strange", "Cannot open file://%1/index.html: Path is a directory"));
-        row("file in the folder's place", "file://" + root + "file",
+        row("file instead of the folder", "file://" + root + "file",
             cannotRead(root + "file", "Error opening %1/index.html: Not a directory"));
     }
 
@@ -177,31 +177,31 @@ private slots:
         brokenBeforeList("empty", {});
         brokenBeforeList("blank", " \n ");
         brokenBeforeList("no markup", "not found");
-        brokenBeforeList("an element that stays open", "<html><body></body>");
-        brokenBeforeList("a wrong end", "<html><body></html>" + list);
+        brokenBeforeList("an unclosed element", "<html><body></body>");
+        brokenBeforeList("a wrong end tag", "<html><body></html>" + list);
         brokenBeforeList("a stray ampersand", "<html>&" + list + "</html>");
         brokenBeforeList("an undeclared entity", "<html>&nbsp;" + list + "</html>");
         brokenBeforeList("an attribute without quotes", "<html lang=en>" + list + "</html>");
-        brokenBeforeList("a comment that stays open", "<html><!-- new patch ");
+        brokenBeforeList("an unclosed comment", "<html><!-- new patch ");
         brokenBeforeList("two dashes in the marker", "<html><!-- new patch -- list -->" + ENTRY + "</html>");
 
         const auto brokenInList = [&row](const QByteArray& phrase, const QByteArray& rest) {
             const QByteArray page = "<html><!-- new patch -->" + rest;
             row(phrase, page, markupError(page) + EXITING);
         };
-        brokenInList("an end right behind the marker", {});
-        brokenInList("a wrong end behind the marker", "</b></html>");
+        brokenInList("no markup after the marker", {});
+        brokenInList("a wrong end tag after the marker", "</b></html>");
         brokenInList("a stray ampersand in a heading", "<li>P1 &</li></html>");
         brokenInList("an undeclared entity in a heading", "<li>P1&nbsp;x</li></html>");
         brokenInList("an attribute given twice", "<li><a href=\"a\" href=\"b\">P1</a></li></html>");
         brokenInList("an attribute with an undeclared entity", "<li><a href=\"&nbsp;\">P1 x</a></li></html>");
-        brokenInList("an item that stays open", "<li><a href=\"p.tar\">P1 x</a></html>");
+        brokenInList("an unclosed item", "<li><a href=\"p.tar\">P1 x</a></html>");
         brokenInList("an undeclared entity in a description",
                      "<li href=\"p\">P1</li><blockquote>&nbsp;</blockquote></html>");
-        brokenInList("a break within an element's name", ENTRY + "<li><a hr");
-        brokenInList("a break behind an entry", ENTRY);
-        brokenInList("a wrong end behind an entry", ENTRY + "</ul></html>");
-        brokenInList("markup behind the page's end", ENTRY + "</html><html/>");
+        brokenInList("an end within an element's name", ENTRY + "<li><a hr");
+        brokenInList("an end after an entry", ENTRY);
+        brokenInList("a wrong end tag after an entry", ENTRY + "</ul></html>");
+        brokenInList("markup after the end of the page", ENTRY + "</html><html/>");
 
         const auto incomplete = [&row](const QByteArray& phrase, const QByteArray& entries, const QByteArray& errors) {
             row(phrase, pageWithEntries(entries), errors + EXITING);
@@ -226,7 +226,7 @@ private slots:
         compareRun(listPage(page), 1, {}, errors.replace("%1", url().toLatin1()));
     }
 
-    // Standard output follows the locale, standard error never does.
+    // Only standard output follows the locale.
     void messagesAreWrittenInLatin1_data()
     {
         const Rows<QString> row("locale");

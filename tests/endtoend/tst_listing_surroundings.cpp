@@ -1,5 +1,5 @@
-// Listing runs in different surroundings: the name the program is called by, the release it is for, locales, paths and
-// texts beyond ASCII, and a display or none.
+// Listing runs in different environments: the name of the program, the release, the locale, paths and texts that are
+// not ASCII, and with or without a display.
 #include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
@@ -18,19 +18,19 @@ class TstListingSurroundings : public Test
     Q_OBJECT
 
 private slots:
-    void headerNamesProgramAndRelease_data()
+    void headerHasTheRelease_data()
     {
         const Rows<QString, QString, QByteArray> row("installed", "given", "start");
         row("a release", "5.9", "", "tavrin_update Tavrin Release 5.9 ");
-        row("no release, in capitals", "DEV", "", "tavrin_update Tavrin Unreleased DEV ");
-        row("no release", "dev", "", "tavrin_update Tavrin Unreleased dev ");
-        row("a release beginning like none", "dev2", "", "tavrin_update Tavrin Release dev2 ");
+        row("unreleased, in capitals", "DEV", "", "tavrin_update Tavrin Unreleased DEV ");
+        row("unreleased", "dev", "", "tavrin_update Tavrin Unreleased dev ");
+        row("a release with a longer name than dev", "dev2", "", "tavrin_update Tavrin Release dev2 ");
         row("overridden", "5.9", "5.8", "tavrin_update Tavrin Release overridden to 5.8 ");
-        row("overridden from none", "dev", "5.8", "tavrin_update Tavrin Release overridden to 5.8 ");
-        row("overridden to none", "5.9", "Dev", "tavrin_update Tavrin Unreleased overridden to Dev ");
+        row("overridden, unreleased installed", "dev", "5.8", "tavrin_update Tavrin Release overridden to 5.8 ");
+        row("overridden by unreleased", "5.9", "Dev", "tavrin_update Tavrin Unreleased overridden to Dev ");
     }
 
-    void headerNamesProgramAndRelease()
+    void headerHasTheRelease()
     {
         QFETCH(QString, installed);
         QFETCH(QString, given);
@@ -43,14 +43,14 @@ private slots:
         compareRun(release.run({"-r", given}), 0, warning + start + platform + "\nNo new patches\n");
     }
 
-    void headerNamesTheProgramAsInvoked_data()
+    void headerHasTheNameOfTheInvokedProgram_data()
     {
         const Rows<QString> row("name");
-        row("a blank in it", "my updater");
+        row("a space in it", "my updater");
         row("dots in it", "tavrin_update-5.9.1");
     }
 
-    void headerNamesTheProgramAsInvoked()
+    void headerHasTheNameOfTheInvokedProgram()
     {
         QFETCH(QString, name);
         InstallableRelease release{PatchPage()};
@@ -60,15 +60,15 @@ private slots:
         compareRun(release.run({"-l"}), 0, headerLine("5.9", name) + "\nNo new patches\n");
     }
 
-    // Qt takes the C locale, in which scheduled jobs run, for UTF-8 too.
-    void textsBeyondAsciiAreWrittenInUtf8_data()
+    // Scheduled jobs run in the C locale, in which Qt uses UTF-8 as well.
+    void nonAsciiTextsAreWrittenInUtf8_data()
     {
         const Rows<QString> row("locale");
         row("C.UTF-8", "C.UTF-8");
         row("C", "C");
     }
 
-    void textsBeyondAsciiAreWrittenInUtf8()
+    void nonAsciiTextsAreWrittenInUtf8()
     {
         QFETCH(QString, locale);
         const QString name = QString::fromUtf8("Gr\u00f6\u00dfe");
@@ -80,12 +80,12 @@ private slots:
         compareRun(release.run({"-l"}), 0, reportOf("5.9", {{name, text}}));
     }
 
-    void pathsBeyondAsciiWork_data()
+    void nonAsciiPathsWork_data()
     {
-        textsBeyondAsciiAreWrittenInUtf8_data();
+        nonAsciiTextsAreWrittenInUtf8_data();
     }
 
-    void pathsBeyondAsciiWork()
+    void nonAsciiPathsWork()
     {
         QFETCH(QString, locale);
         const QString name = QString::fromUtf8("5.9-\u00e4");
@@ -98,7 +98,7 @@ private slots:
                    compactReportOf(name, {"P1"}, {"P2", "P3"}));
     }
 
-    // Those for networks would have it watch the network interfaces, over D-Bus and with threads of their own.
+    // Qt's network plugins would watch the network interfaces, with D-Bus and with threads of their own.
     void terminalRunLoadsNoPlugins()
     {
         ServedRelease release{PatchPage()};
@@ -112,9 +112,8 @@ private slots:
         compareRun(session->finish(), 0, reportOf("5.9"));
     }
 
-    // Qt opens the page of a local source when it is asked for. It is put there while the program waits for the
-    // systems.
-    void runningSystemsAreAskedForBeforeTheList()
+    // Qt opens a local page when it is requested. The page is written while the program waits for the systems.
+    void runningSystemsAreReadBeforeTheListIsRequested()
     {
         const FakeInstallation installation;
         const QTemporaryDir source;
@@ -154,7 +153,7 @@ private slots:
         const ProgramRun run = release.program.run(options + QStringList{release.source.url()});
         QVERIFY2(run.crashed, describe(run));
         QCOMPARE(run.output, QByteArray());
-        // Which platforms Qt could offer instead is listed after this and depends on the machine.
+        // The list of available platforms follows, which depends on the machine.
         QVERIFY2(
             run.errors.contains("This application failed to start because no Qt platform plugin could be initialized."),
             describe(run));

@@ -1,6 +1,6 @@
-// Scheduled runs that mail their report: once with everything real, from perl and the installation's rtmail to a
-// sendmail program that delivers into a file, and otherwise with a recorder for perl, which shows when a mail is sent
-// and what a mailer that fails or talks does to the run.
+// Scheduled runs that mail their report: one with the real perl, the installation's rtmail and a sendmail program that
+// delivers into a file, the others with a recorder for perl: when a mail is sent, and what happens when the mailer
+// fails or prints something.
 #include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
@@ -31,13 +31,15 @@ const PatchPage THREE_PATCHES = PatchPage()
                                     .entry("P2", "2 May", "The second")
                                     .entry("P3", "3 May", "The third");
 
-// Release 5.9 with P2, and a perl that reads its input and notes its calls.
+// Release 5.9 with P2 and other patches, and a recorder for perl that reads its input.
 class MailingRelease : public InstallableRelease
 {
 public:
-    MailingRelease() : InstallableRelease(THREE_PATCHES)
+    explicit MailingRelease(const QStringList& patched = {}) : InstallableRelease(THREE_PATCHES)
     {
-        installation.withPatched("P2");
+        for (const QString& name : patched + QStringList{"P2"}) {
+            installation.withPatched(name);
+        }
         setPerl(FakeTool());
         program.path(tools.pathDirectory());
     }
@@ -67,7 +69,7 @@ private slots:
     {
         const QString sendmail = QStandardPaths::findExecutable("esmtp");
         if (sendmail.isEmpty()) {
-            QSKIP("there is no esmtp on this machine to send a mail through");
+            QSKIP("esmtp is not installed");
         }
         InstallableRelease release(THREE_PATCHES);
         const QString directory = release.installation.path();
@@ -86,7 +88,7 @@ private slots:
         const int end = mail.indexOf("\n\n");
         QCOMPARE(mail.mid(end + 2), bodyOf({"P1", "P3"}));
         QStringList headers = QString::fromUtf8(mail.left(end)).split('\n');
-        // Sender, date and identity are the mail script's own.
+        // The other headers differ between runs.
         headers = headers.filter(QRegularExpression("^(?!From:|Date:|Message-ID:)"));
         QCOMPARE(headers,
                  (QStringList{"To: admin", "Subject: '2 Tavrin patches available' ", "MIME-Version: 1.0",
@@ -114,10 +116,7 @@ private slots:
         QFETCH(QStringList, missing);
         QFETCH(QByteArray, arguments);
         QFETCH(QByteArray, output);
-        MailingRelease release;
-        for (const QString& name : patched) {
-            release.installation.withPatched(name);
-        }
+        MailingRelease release(patched);
         const QStringList before = release.installation.tree();
         FakePatchServer server;
         server.answer("/5.9/", FakePatchServer::Answer::body(THREE_PATCHES.html()));
@@ -132,7 +131,7 @@ private slots:
         QCOMPARE(release.installation.tree(), before);
     }
 
-    void nothingIsSentWhenThereIsNothingToTell_data()
+    void nothingIsSentWithoutMissingPatchesInTheReport_data()
     {
         const Rows<QStringList, QStringList> row("options", "patched");
         row("everything is applied", {}, {"P1", "P3"});
@@ -141,22 +140,19 @@ private slots:
         row("compact list of applied ones", {"-L"}, {"P1", "P3"});
     }
 
-    void nothingIsSentWhenThereIsNothingToTell()
+    void nothingIsSentWithoutMissingPatchesInTheReport()
     {
         QFETCH(QStringList, options);
         QFETCH(QStringList, patched);
-        MailingRelease release;
-        for (const QString& name : patched) {
-            release.installation.withPatched(name);
-        }
+        MailingRelease release(patched);
         compareRun(release.mail(options), 0, {});
         QVERIFY(release.tools.calls().isEmpty());
     }
 
-    void onlyOutputOfASucceedingMailerFailsTheRun_data()
+    void onlyOutputOfASuccessfulMailerFailsTheRun_data()
     {
         const Rows<QByteArray, int, QByteArray> row("script", "status", "message");
-        const QByteArray printing = "echo said; echo no way to send >&2; ";
+        const QByteArray printing = "echo said; echo cannot send >&2; ";
         row("standard error", "echo queued only >&2", 1, "queued only\n\n");
         row("standard output", "printf sent", 1, "sent\n");
         row("both", "echo sent; echo queued only >&2", 1, "queued only\n\n");
@@ -164,15 +160,13 @@ private slots:
         row("both, and killed", printing + "kill -KILL $$", 0, {});
     }
 
-    void onlyOutputOfASucceedingMailerFailsTheRun()
+    void onlyOutputOfASuccessfulMailerFailsTheRun()
     {
         QFETCH(QByteArray, script);
         QFETCH(int, status);
         QFETCH(QByteArray, message);
         MailingRelease release;
-        FakeTool perl;
-        perl.script = script;
-        release.setPerl(perl);
+        release.setPerl(FakeTool::running(script));
         compareRun(release.mail(), status, {}, message);
         QCOMPARE(release.tools.calls().size(), 1);
     }

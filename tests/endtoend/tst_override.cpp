@@ -1,5 +1,5 @@
-// Runs for another release than the installed one: which override is accepted, that one which names the installed
-// release has no effect, and that any other only lists.
+// Runs for another release than the installed one: which override is accepted, that an override by the installed
+// release has no effect, and that any other run only lists.
 #include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
@@ -18,7 +18,7 @@ private slots:
         row("missing", "5.8");
         row("a plain file", "5.7");
         row("unreadable", "5.6");
-        row("named like the second place marker", "%1");
+        row("place marker", "%1");
     }
 
     void unusableOverrideIsRefused()
@@ -59,7 +59,7 @@ private slots:
         QFETCH(QString, given);
         InstallableRelease release(PatchPage(), installed);
         compareRun(release.run({"-r", given}), 0, reportOf(installed));
-        // Still allowed to apply, so write access is asked for.
+        // The run still applies patches, so it needs write access.
         release.installation.withMode("lib", 0555);
         compareRun(release.run({"-r", given}), 1, {}, notWritable({release.installation.path("lib")}));
     }
@@ -87,7 +87,7 @@ private slots:
         QCOMPARE(release.installation.tree(), installedBefore);
     }
 
-    // Also where standard output is a file or a pipe, which would hold it back.
+    // Also when standard output is a file or a pipe, which is buffered.
     void warningIsShownBeforeTheListArrives()
     {
         ServedRelease release{PatchPage()};
@@ -108,7 +108,7 @@ private slots:
         compareRun(release.run({"-r", "5.8"}), 0, overrideWarning() + reportOf("overridden to 5.8"));
     }
 
-    void placeMarkersInTheNamesStayAsTheyAre()
+    void placeMarkersInNamesAreNotReplaced()
     {
         InstallableRelease release(PatchPage(), "%2");
         const FakeInstallation overriding("%1");

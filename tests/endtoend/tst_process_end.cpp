@@ -1,14 +1,12 @@
-// How the process ends while Qt's network threads are at work: at once, with its status, with everything written, and
-// without taking anything down that a thread still uses. The preloaded library complains on standard error where the
-// libraries end before running threads, so every other test of the program checks that, too.
+// How the process ends while Qt's network threads run: at once, with its status and all output, and without destroying
+// anything that a thread still uses. The preloaded library reports on standard error when libraries are unloaded before
+// the threads have ended, so every test of the program checks that, too.
 #include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
 #include "test_paths.h"
 
 #include <QElapsedTimer>
-#include <QTcpServer>
-#include <QTcpSocket>
 
 using Answer = FakePatchServer::Answer;
 
@@ -35,14 +33,15 @@ private slots:
     void refusedDownloadsEndWithoutWaitingForThreads_data()
     {
         const Rows<Answer, QByteArray> row("answer", "reason");
-        row("password wanted", Answer::status(401).header("WWW-Authenticate", "Basic realm=\"patches\""),
+        row("password required", Answer::status(401).header("WWW-Authenticate", "Basic realm=\"patches\""),
             "Host requires authentication");
-        row("proxy's password wanted", Answer::status(407).header("Proxy-Authenticate", "Basic realm=\"patches\""),
+        row("password for the proxy required",
+            Answer::status(407).header("Proxy-Authenticate", "Basic realm=\"patches\""),
             "Proxy requires authentication");
     }
 
-    // A network thread asks the main thread about each refusal and cannot be ended while it waits for the answer: Qt
-    // waits 5 seconds for it.
+    // A network thread asks the main thread about each refusal and cannot end while it waits for the answer: Qt waits 5
+    // seconds for it.
     void refusedDownloadsEndWithoutWaitingForThreads()
     {
         QFETCH(Answer, answer);

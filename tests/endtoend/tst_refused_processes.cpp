@@ -1,7 +1,6 @@
-// Runs in which the system refuses a new process, as it does at a limit of tasks or without a free descriptor: a
-// program that cannot be started is reported as that, nothing counts as installed, and no other process comes to harm.
+// Runs in which the system refuses a new process, at a limit of tasks or without a free descriptor: the failure to
+// start a program is reported, nothing counts as installed, and no other process is harmed.
 #include "confined_program.h"
-#include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
 #include "window_on_display.h"
@@ -11,7 +10,7 @@ namespace {
 const QByteArray NO_TASKS = "#tasks 1\n";
 const QByteArray REFUSED = "Resource error (fork failure): Resource temporarily unavailable";
 
-// Unpacks, and then has the updater start no program more.
+// Unpacks, and then forbids the updater to start further programs.
 const QByteArray LAST_ARCHIVER = "#!/bin/sh\nbsdtar \"$@\" && exec prlimit --pid $PPID --nproc=1:1\n";
 
 struct ConfinedRelease : InstallableRelease
@@ -48,7 +47,7 @@ class TstRefusedProcesses : public Test
     Q_OBJECT
 
 private slots:
-    void everythingStartsWithoutALimit()
+    void everythingIsInstalledWithoutALimit()
     {
         ConfinedRelease release;
         compareRun(release.run(), 0, untilUnpacking({"P1.tar"}) + installing("P1.tar", {"patched/P1"}) + FINISH);
@@ -111,7 +110,7 @@ private slots:
         program.runningSystems(NO_TASKS);
         screen.waitForRefresh();
         screen.click(WindowOnDisplay::APPLY_BUTTON);
-        // One box for the archive tool, the next for the script of the page; the decompressor's failure is passed over.
+        // One box for the archive tool and one for the page script; a failing decompressor is ignored.
         for (int i = 0; i < 2; ++i) {
             const QString box = screen.waitForOtherWindow();
             QVERIFY(!box.isEmpty());

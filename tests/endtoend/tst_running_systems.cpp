@@ -1,7 +1,6 @@
-// What a run does about real-time systems that run on the host: which of them conflict with the release being patched,
-// and how each option deals with a conflict. The systems come from the preloaded library, except where real processes
-// are looked for with the stand-in: those runs have a process namespace of their own, because other tests start
-// systems, too.
+// What a run does about real-time systems on the host: which of them conflict with the release, and the effect of each
+// option on a conflict. The systems come from the preloaded library. Only runs with the stand-in look for real
+// processes, in a PID namespace of their own, because other tests start systems, too.
 #include "expected_texts.h"
 #include "helper_run.h"
 #include "installable_release.h"
@@ -15,7 +14,7 @@ const QByteArray REPORT = reportOf("5.9", {{"P1", "text"}});
 const QByteArray INSTALLATION =
     DOWNLOAD + downloaded({"P1.tar"}) + APPLY + installing("P1.tar", {"patched/P1"}) + FINISH;
 
-// What a dry run says about a conflict.
+// What a dry run prints about a conflict.
 QByteArray conflictWith(const QByteArray& release)
 {
     return systemDetected(release) + STOP_SYSTEMS + DRY_RUN_CONTINUES;
@@ -26,7 +25,7 @@ QByteArray dryRun(const QString& releaseText, const QByteArray& found)
     return reportOf(releaseText, {{"P1", "text"}}) + STEPS_HEADING + CHECK + found + DRY_STEPS;
 }
 
-// Starts a system with the command named first, waits until it is one, and becomes the program.
+// Starts a system with the first argument, waits until it is named rtexec, and becomes the program.
 const QString BESIDE_A_SYSTEM = QStringLiteral("env -i \"PATH=$PATH\" $1 600 &\n"
                                                "system=$!\n"
                                                "until read -r name </proc/$system/comm && [ \"$name\" = rtexec ]; do\n"
@@ -69,7 +68,7 @@ private slots:
         row("-L", {"-L"}, compactReportOf("5.9", {}, {"P1"}));
         row("-l -Q", {"-l", "-Q"}, REPORT);
         row("-n", {"-n"}, dryRun("5.9", conflictWith("5.9")));
-        row("-n -Q, of which -Q is cancelled", {"-n", "-Q"}, dryRun("5.9", conflictWith("5.9")));
+        row("-n -Q, which ignores -Q", {"-n", "-Q"}, dryRun("5.9", conflictWith("5.9")));
         row("-n -l", {"-n", "-l"}, dryRun("5.9", conflictWith("5.9")));
     }
 
@@ -106,12 +105,12 @@ private slots:
         row("the same", "5.9", runningSystem("5.9"), true);
         row("a longer name", "5.9", runningSystem("5.9p"), false);
         row("a shorter name", "5.9p", runningSystem("5.9"), false);
-        row("a blank behind", "5.9", runningSystem("5.9 "), false);
-        row("a blank in front", "5.9", runningSystem(" 5.9"), false);
+        row("a trailing space", "5.9", runningSystem("5.9 "), false);
+        row("a leading space", "5.9", runningSystem(" 5.9"), false);
         row("capitals", "dev", runningSystem("DEV"), false);
         row("small letters", "DEV", runningSystem("dev"), false);
         row("no version", "5.9", runningSystem(""), false);
-        row("letters beyond ASCII", QString::fromUtf8("5.9-\u00e4"), runningSystem("5.9-\xc3\xa4"), true);
+        row("not ASCII", QString::fromUtf8("5.9-\u00e4"), runningSystem("5.9-\xc3\xa4"), true);
         row("the release in other fields", "5.9", "5.8\t5.9\t5.9\t59\n", false);
         row("the first of two", "5.9", runningSystem("5.9") + runningSystem("5.8"), true);
         row("the second of two", "5.9", runningSystem("5.8") + runningSystem("5.9"), true);
@@ -120,8 +119,8 @@ private slots:
         row("an array, but no count", "5.9", "#count 0\n" + runningSystem("5.9"), false);
         row("a count of fewer than there are", "5.9", "#count 1\n" + runningSystem("5.8") + runningSystem("5.9"),
             false);
-        row("a version without an end", "5", "@fill:5\tuser\t/home\t825307441\n", false);
-        row("a version without an end before the same", "5.9",
+        row("an unterminated version", "5", "@fill:5\tuser\t/home\t825307441\n", false);
+        row("an unterminated version before the same", "5.9",
             "@fill:5\t@fill:u\t@fill:d\t825307441\n" + runningSystem("5.9"), true);
     }
 
@@ -156,7 +155,7 @@ private slots:
                    overrideWarning() + dryRun("overridden to 5.8", found));
     }
 
-    void systemsAreAskedForOnceAtTheStart()
+    void systemsAreReadOnceAtTheStart()
     {
         ServedRelease release;
         release.server.answer("/5.9/", FakePatchServer::Answer::body(pageWith({"P1.tar"}).html()).held());
@@ -168,7 +167,7 @@ private slots:
         QCOMPARE(release.program.runningSystemQueries(), 1);
     }
 
-    // Also where standard output is a file or a pipe, which would hold it back.
+    // Also when standard output is a file or a pipe, which is buffered.
     void checkIsShownBeforeTheDownloadsEnd()
     {
         ServedRelease release;
@@ -194,7 +193,7 @@ private slots:
         row("another user's, in the folder of another release", asAnother + "/opt/tavrin/5.8/bin/rtexec", false);
     }
 
-    // With the stand-in itself. Without the right to look into other users' processes, root sees as little as any user.
+    // With the stand-in. Without the capability to read other users' processes, root is like any user.
     void systemOfUnknownReleaseIsAConflict()
     {
         QFETCH(QString, system);

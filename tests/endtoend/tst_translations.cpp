@@ -1,18 +1,15 @@
-// Every text that a terminal run shows goes through a translation call in its context. Each row brings the program to
-// show some of them and names all that the run looks up, as often as it does. The window's are in
-// tst_window_translations.
+// Every text that a terminal run shows is translated in its context. Each row makes the program show some texts and
+// lists all that the run looks up, with repetitions. tst_window_translations has those of the window.
 #include "installable_release.h"
 #include "recording_translator.h"
 #include "test.h"
 #include "test_files.h"
 
-#include <functional>
-
 using Answer = FakePatchServer::Answer;
 
 namespace {
 
-// A release 5.9 beside a 5.8, whose runs note what they look up.
+// A release 5.9 and a 5.8, whose runs record what they look up.
 struct Release : InstallableRelease
 {
     Release()
@@ -30,7 +27,7 @@ struct Release : InstallableRelease
         setPage(PatchPage().markup(markup).html());
     }
 
-    // The list then offers P1 in another archive.
+    // Lists P1 with another archive.
     void setArchive(const QString& name, const QByteArray& content)
     {
         setPage(pageWith({name}).html());
@@ -39,14 +36,13 @@ struct Release : InstallableRelease
 
     void addTool(const QString& name, const QByteArray& script = QByteArray())
     {
-        FakeTool fake;
-        fake.script = script;
+        FakeTool fake = FakeTool::running(script);
         fake.readsInput = script.isEmpty();
         tools.add(name, fake);
         program.path(tools.pathDirectory() + ":/usr/bin:/bin");
     }
 
-    // Has the server answer and be the source.
+    // Makes the server the source.
     void serve(const QByteArray& path, const Answer& answer)
     {
         server.answer(path, answer);
@@ -107,7 +103,6 @@ private slots:
     void everyTextOfATerminalRunIsTranslated_data()
     {
         const Rows<QStringList, QStringList, Preparation> row("options", "texts", "prepare");
-
         row("command line not understood", {"-x"}, {}, AS_IT_IS);
 
         row("TAVRIN unset", {}, {NO_TAVRIN}, [](Release& r) { r.program.unset("TAVRIN"); });
@@ -177,10 +172,10 @@ private slots:
             [](Release& r) { r.program.input("what?\nn\n"); });
 
         row("installation", {}, INSTALLED, AS_IT_IS);
-        row("installation, verbose, with a decompressor that refuses", {"-v"},
+        row("installation, verbose, with a failing decompressor", {"-v"},
             INSTALLED + QStringList{EXECUTING, "Continuing...\n", EXECUTING, EXECUTING},
             [](Release& r) { r.setArchive("P1.tar.bz2", contentOf(r.source.path() + "/P1.tar")); });
-        row("archive that goes when decompressed", {},
+        row("archive that the decompressor removes", {},
             ASKED + FROM_DOWNLOAD + QStringList{"Failed to decompress file %1"}, [](Release& r) {
                 r.setArchive("P1.tar.gz", "text");
                 r.addTool("gunzip", "/bin/rm \"$1\"");
@@ -196,7 +191,7 @@ private slots:
         row("no directory for downloads", {},
             DOWNLOAD + QStringList{"Failed to access patch download directory, %1/patches."},
             [](Release& r) { r.installation.without("patches").withFile("patches"); });
-        row("directory in the download's place", {}, DOWNLOAD + QStringList{"Failed to open local patch file, %1"},
+        row("directory instead of the download", {}, DOWNLOAD + QStringList{"Failed to open local patch file, %1"},
             [](Release& r) { r.installation.withFile("patches/P1.tar/file"); });
         row("empty download", {}, DOWNLOAD + QStringList{"No data downloaded for patch file, %1"},
             [](Release& r) { r.source.withFile("P1.tar", {}); });

@@ -1,5 +1,5 @@
-// Command lines that the program does not understand: Qt's message on standard error, status 1, and nothing else
-// happens, not even the checks of the installation.
+// Command lines that the program does not accept: Qt's message on standard error, status 1, and nothing else, not even
+// the checks of the installation.
 #include "program_run.h"
 #include "test.h"
 

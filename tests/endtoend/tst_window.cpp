@@ -1,5 +1,5 @@
-// The window as its user meets it: what opens it and what does not, what is in it, and every way out of it. What
-// happens in between is in tst_window_apply.
+// The window for its user: what opens it, its contents, and every way to quit. tst_window_apply tests what is done in
+// it.
 #include "shown_window_test.h"
 
 #include <functional>
@@ -13,8 +13,8 @@ class TstWindow : public ShownWindowTest
     Q_OBJECT
 
 private slots:
-    // A library for OpenGL that Qt unloads at the end leaves a leak without a name to the sanitizer; a theme or a style
-    // has the window look different.
+    // An OpenGL library that Qt unloads at the end is a leak without a name for the sanitizer; a theme or a style
+    // changes the look of the window.
     void windowLoadsNothingOfTheMachinesDesktop()
     {
         program->unset("TAVRIN");
@@ -44,7 +44,7 @@ private slots:
         compareNewEntries({});
     }
 
-    void everyWayOutEndsWithStatusZero_data()
+    void everyWayToQuitEndsWithStatusZero_data()
     {
         const Rows<Way, bool> row("way", "downloading");
         // In the window, a negative coordinate counts from the right or the lower edge.
@@ -53,7 +53,7 @@ private slots:
         const QPoint progressText(-200, -120);
         const auto both = [&row](const QByteArray& name, const Way& way) {
             row(name, way, false);
-            row(name + " in the middle of a download", way, true);
+            row(name + " during a download", way, true);
         };
         both("Ctrl+Q", [](WindowOnDisplay& w) { w.press({"ctrl+q"}); });
         both("Meta+Q", [](WindowOnDisplay& w) { w.press({"super+q"}); });
@@ -82,7 +82,7 @@ private slots:
         both("closed in its frame", [](WindowOnDisplay& w) { w.display.close(w.window); });
     }
 
-    void everyWayOutEndsWithStatusZero()
+    void everyWayToQuitEndsWithStatusZero()
     {
         QFETCH(Way, way);
         QFETCH(bool, downloading);

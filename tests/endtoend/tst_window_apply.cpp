@@ -1,5 +1,5 @@
-// Patches applied in the window by its user, with the mouse and with the keyboard: beside a running system, after a
-// failed download, and what the screen shows of the installation.
+// Patches applied in the window by its user, with the mouse and with the keyboard: with a running system, after a
+// failed download, and whether the screen shows the state of the installation.
 #include "shown_window_test.h"
 
 #include <algorithm>
@@ -19,7 +19,7 @@ private slots:
     void patchesAreAppliedWithTheKeyboard_data()
     {
         // keys: to the button
-        // lists: to leave the field with the address is to ask for the list again
+        // lists: leaving the URL field requests the list again
         const Rows<QStringList, int, Paths> row("keys", "lists", "requests");
         row("Tab key", {"Tab", "Tab", "Tab", "Tab", "Tab", "Tab"}, 2, {"/", "/", "/P1.tar", "/P3.tar"});
         row("Tab key backwards", {"shift+Tab", "shift+Tab"}, 1, {"/", "/P1.tar", "/P3.tar"});
@@ -31,7 +31,7 @@ private slots:
         QFETCH(int, lists);
         QFETCH(Paths, requests);
         openListOfThree();
-        // Without a list the button cannot be used, and the keyboard passes it by.
+        // Without a list the button is disabled, and the Tab key skips it.
         server->answer("/", Answer::body(pageOf({"P1", "P2", "P3"}).html()).held());
         const QString lastKey = keys.takeLast();
         screen->press(keys);
@@ -43,8 +43,7 @@ private slots:
         compareApplied(requests);
     }
 
-    // A window that has just been opened reads the marks from the installation; the one that applied the patches is to
-    // show the same.
+    // A new window reads the marks from the installation; the window that applied the patches must show the same.
     void marksChangeWithTheInstallation()
     {
         openListOfThree();
@@ -64,15 +63,15 @@ private slots:
         later.quit();
     }
 
-    void failedDownloadShowsABoxAndTheProgramGoesOn_data()
+    void failedDownloadShowsABoxAndTheRunContinues_data()
     {
         const Rows<QString> row("key");
         row("closed with Return", "Return");
         row("closed with Escape", "Escape");
     }
 
-    // The steps after the downloads are taken all the same, and what is still missing can be applied once more.
-    void failedDownloadShowsABoxAndTheProgramGoesOn()
+    // The steps after the downloads are still done, and the missing patch can be applied again.
+    void failedDownloadShowsABoxAndTheRunContinues()
     {
         QFETCH(QString, key);
         offer({"P1"});
@@ -104,8 +103,7 @@ private slots:
         screen->compareOnlyWindow();
         QCOMPARE(server->requestedPaths(), Paths{"/"});
 
-        // The keyboard begins in the table. The refresh takes away the cell that it went to, and then it leaves the
-        // table.
+        // The focus starts in the table. The refresh removes its current cell, so the next Tab key leaves the table.
         screen->press({"Tab"});
         screen->waitForRefresh();
         screen->press({"Tab", "space"});

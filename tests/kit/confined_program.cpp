@@ -1,6 +1,6 @@
-// util-linux makes the namespace and changes the user; a script inside starts the bystander first and looks after it
-// last. Where the tests' own root is an ordinary user outside of their namespace, there is no other user to change to,
-// and none is needed: the limit holds for that one.
+// util-linux makes the namespace and changes the user. A script inside starts the bystander first and checks at the end
+// that it still runs. When the tests themselves were started by an ordinary user, the user is not changed: the limit
+// applies to that user.
 #include "confined_program.h"
 
 #include "test_paths.h"
@@ -16,7 +16,7 @@ namespace {
 
 const QString FOLDER = "/opt/confined";
 
-// A number that no account of the machine and no other test has, so that nothing else counts towards its tasks.
+// No account of the machine and no other test has this number, so no other process counts as a task of it.
 const QString AS_USER = "setpriv --reuid=54322 --regid=54322 --clear-groups";
 
 const QString SCRIPT = QStringLiteral(R"script(
@@ -67,7 +67,7 @@ ConfinedProgram::ConfinedProgram() : program("unshare")
         qFatal("cannot make %s", qUtf8Printable(FOLDER));
     }
     setMode(FOLDER, 0755);
-    setMode(program.home(), 0777); // the fake library keeps its record there
+    setMode(program.home(), 0777); // the fake library writes its record there
     copied(programPath());
     copied(starterPath());
     copied(pidrtsysPath());
@@ -75,7 +75,7 @@ ConfinedProgram::ConfinedProgram() : program("unshare")
     program.unset("LD_PRELOAD").set("LD_LIBRARY_PATH", FOLDER);
     program.set("PRELOAD", QStringList{sanitizerRuntimePath(), preload}.join(' ').trimmed());
     program.set("AS_USER", isRootOfTheMachine() ? AS_USER : QString());
-    // The search for leaks starts a process of its own.
+    // The leak check starts a process, which the limit would refuse.
     program.set("ASAN_OPTIONS", "detect_leaks=0");
 }
 

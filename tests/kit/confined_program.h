@@ -1,17 +1,17 @@
-// Programs that run as an ordinary user in a PID namespace of their own, beside another process of that user. There a
-// limit of tasks holds, which root is free of, and a signal to every process reaches none outside.
+// Programs that run as an ordinary user in their own PID namespace, beside another process of that user. A limit of
+// tasks applies there (it does not apply to root), and a signal to all processes reaches none outside.
 #pragma once
 
 #include "fake_installation.h"
 #include "patch_source.h"
 #include "program_run.h"
 
-/** Starts the built program, or the starter, confined. The bystander must survive: its loss is said on standard error.
+/** Starts the built program, or the starter, confined. When the bystander is killed, a line on standard error says so.
  */
 class ConfinedProgram
 {
 public:
-    /** Copies what is run to where any user can read it. */
+    /** Copies the programs to a folder that every user can read. */
     ConfinedProgram();
     ~ConfinedProgram();
     ConfinedProgram(const ConfinedProgram&) = delete;

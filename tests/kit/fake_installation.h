@@ -1,12 +1,12 @@
-// An installation made for one test below the private /opt/tavrin, step by step. It can be listed whole, so that a test
-// compares everything that a run changed.
+// An installation below the private /opt/tavrin, made step by step for one test. It can be listed completely, so a test
+// can compare everything that a run changed.
 #pragma once
 
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
 
-/** A release directory with everything that the write check looks at; gone when destroyed. */
+/** A release directory with all entries that the write check examines; removed by the destructor. */
 class FakeInstallation
 {
 public:
@@ -15,7 +15,7 @@ public:
     FakeInstallation(const FakeInstallation&) = delete;
     FakeInstallation& operator=(const FakeInstallation&) = delete;
 
-    /** Leaves the mark of an applied patch. */
+    /** Creates the marker file of an applied patch. */
     FakeInstallation& withPatched(const QString& name);
 
     /** Puts the archive tool and a script that regenerates the page of applied patches into bin. */

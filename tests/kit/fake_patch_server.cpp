@@ -1,5 +1,5 @@
-// The fake patch server's side of HTTP: one request per connection, and the client is the one who hangs up after a
-// whole answer. Its hanging up is how the server knows that the answer has arrived, not just left.
+// The server's side of HTTP: one request per connection, and after a whole answer the client closes the connection.
+// That tells the server that the client has received the answer.
 #include "fake_patch_server.h"
 
 #include <QFile>
@@ -24,26 +24,6 @@ FakePatchServer::Request parse(const QByteArray& head)
 
 } // namespace
 
-FakePatchServer::Answer FakePatchServer::Answer::body(const QByteArray& content)
-{
-    return status(200, content);
-}
-
-FakePatchServer::Answer FakePatchServer::Answer::status(int code, const QByteArray& content)
-{
-    Answer answer;
-    answer.code = code;
-    answer.content = content;
-    return answer;
-}
-
-FakePatchServer::Answer FakePatchServer::Answer::redirect(int code, const QByteArray& location)
-{
-    Answer answer = status(code);
-    answer.header("Location", location);
-    return answer;
-}
-
 FakePatchServer::Answer FakePatchServer::Answer::file(const QString& fileName)
 {
     QFile file(fileName);
@@ -51,44 +31,6 @@ FakePatchServer::Answer FakePatchServer::Answer::file(const QString& fileName)
         qFatal("cannot serve %s", qUtf8Printable(fileName));
     }
     return body(file.readAll());
-}
-
-FakePatchServer::Answer FakePatchServer::Answer::hangUp()
-{
-    Answer answer;
-    answer.kind = Kind::HangUp;
-    return answer;
-}
-
-FakePatchServer::Answer FakePatchServer::Answer::silence()
-{
-    Answer answer;
-    answer.kind = Kind::Silence;
-    return answer;
-}
-
-FakePatchServer::Answer& FakePatchServer::Answer::header(const QByteArray& name, const QByteArray& value)
-{
-    headers.append({name, value});
-    return *this;
-}
-
-FakePatchServer::Answer& FakePatchServer::Answer::cutAfter(int count)
-{
-    cut = count;
-    return *this;
-}
-
-FakePatchServer::Answer& FakePatchServer::Answer::held()
-{
-    isHeld = true;
-    return *this;
-}
-
-FakePatchServer::Answer& FakePatchServer::Answer::after(const QByteArray& otherPath)
-{
-    awaitedPath = otherPath;
-    return *this;
 }
 
 FakePatchServer::FakePatchServer(quint16 port)
@@ -108,31 +50,6 @@ void FakePatchServer::release(const QByteArray& path)
 {
     answers[path].isHeld = false;
     reactToWaiting();
-}
-
-QList<FakePatchServer::Request> FakePatchServer::requests() const
-{
-    return receivedRequests;
-}
-
-QList<QByteArray> FakePatchServer::requestedPaths() const
-{
-    QList<QByteArray> paths;
-    for (const Request& request : receivedRequests) {
-        paths << request.path;
-    }
-    return paths;
-}
-
-QString FakePatchServer::url(const QString& path) const
-{
-    return QStringLiteral("http://127.0.0.1:%1%2").arg(serverPort()).arg(path);
-}
-
-QString FakePatchServer::refusedUrl(const QString& path)
-{
-    // The lowest port is reserved for a service that no machine of today runs.
-    return QStringLiteral("http://127.0.0.1:1%1").arg(path);
 }
 
 void FakePatchServer::takeConnection()
@@ -177,7 +94,7 @@ void FakePatchServer::send(QTcpSocket* socket, const QByteArray& path, const Ans
         return;
     }
     QByteArray head = "HTTP/1.1 " + QByteArray::number(answer.code) + " As told\r\nConnection: close\r\n";
-    // These two have no body, and a client takes a length for the announcement of one.
+    // These two have no body, and a client would wait for one of the announced length.
     if (answer.code != 204 && answer.code != 304) {
         head += "Content-Length: " + QByteArray::number(answer.content.size()) + "\r\n";
     }

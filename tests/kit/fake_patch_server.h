@@ -1,6 +1,6 @@
-// A real HTTP server on loopback that does what a test tells it per path: answer with any status, redirect, cut a body
-// off, hang up, keep silent, or hold an answer back so that replies finish in an order of the test's choosing. It
-// lives in the test's own thread: keep the event loop turning while a client talks to it.
+// A real HTTP server on loopback. For each path it does what the test says: answer with any status, redirect, cut a
+// body off, hang up, keep silent, or hold an answer back so that replies finish in a chosen order. It needs the event
+// loop of the test's thread.
 #pragma once
 
 #include <QByteArray>
@@ -32,33 +32,73 @@ public:
     {
     public:
         /** Status 200 with a body. */
-        static Answer body(const QByteArray& content);
+        static Answer body(const QByteArray& content)
+        {
+            return status(200, content);
+        }
 
         /** Any status, with a body if one is given. */
-        static Answer status(int code, const QByteArray& content = QByteArray());
+        static Answer status(int code, const QByteArray& content = QByteArray())
+        {
+            Answer answer;
+            answer.code = code;
+            answer.content = content;
+            return answer;
+        }
 
         /** A status that points elsewhere. */
-        static Answer redirect(int code, const QByteArray& location);
+        static Answer redirect(int code, const QByteArray& location)
+        {
+            Answer answer = status(code);
+            answer.header("Location", location);
+            return answer;
+        }
 
         /** The contents of a file as they are when this is called. */
         static Answer file(const QString& fileName);
 
         /** Hangs up after reading the request. */
-        static Answer hangUp();
+        static Answer hangUp()
+        {
+            Answer answer;
+            answer.kind = Kind::HangUp;
+            return answer;
+        }
 
         /** Reads the request and never answers. */
-        static Answer silence();
+        static Answer silence()
+        {
+            Answer answer;
+            answer.kind = Kind::Silence;
+            return answer;
+        }
 
-        Answer& header(const QByteArray& name, const QByteArray& value);
+        Answer& header(const QByteArray& name, const QByteArray& value)
+        {
+            headers.append({name, value});
+            return *this;
+        }
 
         /** Announces the whole body but hangs up after `count` bytes of it. */
-        Answer& cutAfter(int count);
+        Answer& cutAfter(int count)
+        {
+            cut = count;
+            return *this;
+        }
 
         /** Waits with the answer until release() is called for the path. */
-        Answer& held();
+        Answer& held()
+        {
+            isHeld = true;
+            return *this;
+        }
 
         /** Waits with the answer until the client has received the whole answer to another path. */
-        Answer& after(const QByteArray& otherPath);
+        Answer& after(const QByteArray& otherPath)
+        {
+            awaitedPath = otherPath;
+            return *this;
+        }
 
     private:
         friend class FakePatchServer;
@@ -88,16 +128,33 @@ public:
     void release(const QByteArray& path);
 
     /** All requests so far, in the order in which they arrived. */
-    QList<Request> requests() const;
+    QList<Request> requests() const
+    {
+        return receivedRequests;
+    }
 
     /** The paths of requests(). */
-    QList<QByteArray> requestedPaths() const;
+    QList<QByteArray> requestedPaths() const
+    {
+        QList<QByteArray> paths;
+        for (const Request& request : receivedRequests) {
+            paths << request.path;
+        }
+        return paths;
+    }
 
     /** The address of a path. */
-    QString url(const QString& path = QStringLiteral("/")) const;
+    QString url(const QString& path = QStringLiteral("/")) const
+    {
+        return QStringLiteral("http://127.0.0.1:%1%2").arg(serverPort()).arg(path);
+    }
 
     /** An address on loopback at which no one listens. */
-    static QString refusedUrl(const QString& path = QStringLiteral("/"));
+    static QString refusedUrl(const QString& path = QStringLiteral("/"))
+    {
+        // Port 1 is reserved for a service that is not in use any more.
+        return QStringLiteral("http://127.0.0.1:1%1").arg(path);
+    }
 
 private:
     void takeConnection();

@@ -1,6 +1,6 @@
-// The fake programs are shell scripts that name every command by its absolute path, because their search path holds
-// nothing but themselves. Each call gets a numbered folder; making a folder either works or does not, so calls at the
-// same moment get different numbers.
+// The fake programs are shell scripts that name every command by its absolute path, because their search path contains
+// only themselves. Each call makes a numbered folder. mkdir fails when the folder exists, so calls at the same moment
+// get different numbers.
 #include "fake_tools.h"
 
 #include "fake_installation.h"
@@ -17,7 +17,7 @@ QByteArray quoted(const QByteArray& text)
     return "'" + QByteArray(text).replace("'", "'\\''") + "'";
 }
 
-// Not looked for on PATH: a test may have set that to the fake programs alone.
+// Not searched for in PATH: a test may have set that to the folder of the fake programs.
 QByteArray command(const char* name)
 {
     static const QStringList systemPath{QStringLiteral("/usr/bin"), QStringLiteral("/bin")};

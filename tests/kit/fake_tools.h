@@ -1,5 +1,5 @@
-// Little scripts that stand for the programs a run starts: the decompressor, perl, the archive tool, the page script
-// and the mailer. Each notes how it was called and then does what the test told it.
+// Small scripts that replace the programs which a run starts: the decompressor, perl, the archive tool, the page script
+// and the mailer. Each records its call and then does what the test told it to do.
 #pragma once
 
 #include <QByteArray>
@@ -8,13 +8,13 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
-/** What a fake program does after noting its call. */
+/** What a fake program does after it has recorded its call. */
 struct FakeTool
 {
     int status = 0;
     QByteArray output;
     QByteArray errors;
-    bool readsInput = false; // to its end: a program that is left with an open input would never get there
+    bool readsInput = false; // to its end, which never comes when the caller leaves the input open
     bool hangs = false;
     QByteArray script; // shell commands before the end, with the call's arguments as $1, $2 ...
 

@@ -1,4 +1,4 @@
-// Helpers are short; one that takes as long as a run may take has gone wrong and counts as not ended.
+// A helper that does not end within half a minute counts as failed.
 #include "helper_run.h"
 
 #include <QProcess>

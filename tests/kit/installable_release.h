@@ -1,4 +1,4 @@
-// A release with a patch source, in which a run can install patches: what most tests of whole runs start from.
+// A release with a patch source, in which a run can install patches. Most tests of whole runs start from it.
 #pragma once
 
 #include "fake_installation.h"
@@ -67,7 +67,7 @@ public:
     FakePatchServer server;
 };
 
-/** With a local source and recorders for all tools; the archive of the one patch P1 is never looked into. */
+/** With a local source and recorders for all tools; the archive of the one patch P1 is never read. */
 class RecordedRelease : public InstallableRelease
 {
 public:

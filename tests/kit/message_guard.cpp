@@ -1,6 +1,6 @@
-// QTest has a message handler of its own while it runs a test; ours is put before it and hands everything on but the
-// expected. That is why an expected warning is announced here and not with QTest::ignoreMessage(), which this handler
-// could not see. Messages come from Qt's network thread too, hence the lock.
+// QTest installs a message handler while it runs a test. This one is installed over it and passes on every message but
+// the expected ones. QTest::ignoreMessage() is not used, because this handler could not know what it was told. Messages
+// also come from Qt's network thread, therefore the lock.
 #include "message_guard.h"
 
 #include <QMutex>
@@ -27,7 +27,7 @@ bool isPlatformNoise(const QString& text)
     static const QStringList noise{
         // The offscreen platform has no window manager to tell about size hints.
         QStringLiteral("This plugin does not support propagateSizeHints()"),
-        // Nor one that could put a window in front of others.
+        // Nor one that could raise a window.
         QStringLiteral("This plugin does not support raise()"),
     };
     return noise.contains(text);
@@ -74,27 +74,15 @@ void MessageGuard::expect(const QString& text)
     state.expected << text;
 }
 
-QStringList MessageGuard::unexpected() const
-{
-    Collected& state = collected();
-    const QMutexLocker lock(&state.mutex);
-    return state.unexpected;
-}
-
-QStringList MessageGuard::missing() const
-{
-    Collected& state = collected();
-    const QMutexLocker lock(&state.mutex);
-    return state.expected;
-}
-
 QString MessageGuard::complaint() const
 {
+    Collected& state = collected();
+    const QMutexLocker lock(&state.mutex);
     QStringList lines;
-    for (const QString& text : unexpected()) {
+    for (const QString& text : qAsConst(state.unexpected)) {
         lines << QStringLiteral("unexpected warning: ") + text;
     }
-    for (const QString& text : missing()) {
+    for (const QString& text : qAsConst(state.expected)) {
         lines << QStringLiteral("missing warning: ") + text;
     }
     return lines.join(QLatin1Char('\n'));

@@ -1,5 +1,5 @@
-// Collects Qt's warnings while a test function runs: a connection with a wrong name, a slot without its widget and
-// other faults show in nothing else. Make one in init(), check complaint() in cleanup().
+// Collects Qt's warnings while a test function runs. Some faults show only there, for instance a connection with a
+// wrong name or a slot without its widget.
 #pragma once
 
 #include <QString>
@@ -14,15 +14,9 @@ public:
     MessageGuard(const MessageGuard&) = delete;
     MessageGuard& operator=(const MessageGuard&) = delete;
 
-    /** The next warning with exactly this text is meant; that it comes is then required. */
+    /** Expects one warning with exactly this text. */
     void expect(const QString& text);
 
-    /** Warnings that nobody expected. */
-    QStringList unexpected() const;
-
-    /** Expected warnings that did not come. */
-    QStringList missing() const;
-
-    /** Everything wrong as one text, empty when all is well. */
+    /** The warnings that no test expected, and the expected ones that did not come; empty when all is well. */
     QString complaint() const;
 };

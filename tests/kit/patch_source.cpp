@@ -1,4 +1,4 @@
-// A page or an archive that cannot be made is no result of a test, so it ends the program.
+// A failure to make a page or an archive is not the result of a test, so it ends the test program.
 #include "patch_source.h"
 
 #include "test_files.h"
@@ -89,7 +89,7 @@ QByteArray archiveOf(const QString& member, const QByteArray& content)
     const QByteArray before = name.leftJustified(100, '\0') + octal(0644, 8) + octal(0, 8) + octal(0, 8) +
                               octal(content.size(), 12) + octal(1577836800, 12);
     const QByteArray after = QByteArray("0").leftJustified(101, '\0') + QByteArray("ustar\00000", 8);
-    // The sum is taken with blanks in its own place.
+    // The checksum is computed with blanks in its own field.
     const QByteArray summed = before + "        " + after;
     qint64 sum = 0;
     for (const char byte : summed) {

@@ -1,5 +1,5 @@
-// How a program under test is started: a clean environment, the fake library preloaded, and the event loop turning
-// until it ends. QProcess::waitForFinished() is of no use here: it would keep a fake server from answering.
+// Starts a program under test in a clean environment, with the fake library preloaded, and runs the event loop until it
+// ends. QProcess::waitForFinished() would keep a server in this process from answering.
 #include "program_run.h"
 
 #include "desktop_settings.h"
@@ -50,7 +50,7 @@ private:
     const bool childSignalIsBlocked;
 };
 
-// Turns the event loop until the condition holds or the process has nothing more to say.
+// Runs the event loop until the condition is true, the process has ended or the time is up.
 template <typename Condition>
 bool turnUntil(QProcess& process, int timeLimit, Condition condition)
 {
@@ -85,7 +85,7 @@ void compareRun(const ProgramRun& run, int status, const QByteArray& output, con
     expected.status = status;
     expected.output = output;
     expected.errors = errors;
-    // A listing of thousands of patches would bury the first difference; its beginning is enough to see the kind.
+    // The start of the outputs is enough: a listing can have thousands of patches.
     const QByteArray message = "expected: " + describe(expected).left(4000) + "\nbut came: " + describe(run).left(4000);
     QVERIFY2(run.errors == errors, message);
     QVERIFY2(run.output == output, message);
@@ -119,37 +119,6 @@ bool ProgramSession::waitForOutput(const QByteArray& text)
     });
 }
 
-QByteArray ProgramSession::output()
-{
-    collect();
-    return collectedOutput;
-}
-
-void ProgramSession::write(const QByteArray& text)
-{
-    process->write(text);
-}
-
-void ProgramSession::closeInput()
-{
-    process->closeWriteChannel();
-}
-
-bool ProgramSession::isRunning()
-{
-    return process->state() != QProcess::NotRunning; // starting counts: the notice of the start may still be on its way
-}
-
-void ProgramSession::sendSignal(int signal)
-{
-    ::kill(static_cast<pid_t>(process->processId()), signal);
-}
-
-qint64 ProgramSession::processId() const
-{
-    return process->processId();
-}
-
 ProgramRun ProgramSession::finish()
 {
     ProgramRun run;
@@ -179,7 +148,7 @@ Program::Program(const QString& executablePath) : executable(executablePath), sy
 {
     set(QStringLiteral("PATH"), QStringLiteral("/usr/local/bin:/usr/bin:/bin"));
     set(QStringLiteral("HOME"), homeDirectory.path());
-    // Qt complains on standard error when it has to make this folder up.
+    // Without this folder Qt makes one and says so on standard error.
     set(QStringLiteral("XDG_RUNTIME_DIR"), homeDirectory.path());
     locale(QStringLiteral("C.UTF-8"));
     for (const auto& [name, value] : desktopSettings()) {
@@ -206,12 +175,6 @@ void Program::preloadFakeLibrary()
     set(QStringLiteral("FAKE_PIDRTSYS_WATCHES_EXIT"), QStringLiteral("1"));
 }
 
-Program& Program::set(const QString& name, const QString& value)
-{
-    environment.insert(name, value);
-    return *this;
-}
-
 // The loader splits the list at blanks and colons, so the library is reached through a link without any.
 Program& Program::preload(const QString& library)
 {
@@ -219,78 +182,6 @@ Program& Program::preload(const QString& library)
     QFile::link(library, link);
     const QString before = environment.value(QStringLiteral("LD_PRELOAD"));
     return set(QStringLiteral("LD_PRELOAD"), before.isEmpty() ? link : before + QLatin1Char(':') + link);
-}
-
-Program& Program::unset(const QString& name)
-{
-    environment.remove(name);
-    return *this;
-}
-
-Program& Program::tavrin(const QString& releaseDirectory)
-{
-    return set(QStringLiteral("TAVRIN"), releaseDirectory);
-}
-
-Program& Program::locale(const QString& name)
-{
-    return set(QStringLiteral("LC_ALL"), name);
-}
-
-Program& Program::path(const QString& directories)
-{
-    return set(QStringLiteral("PATH"), directories);
-}
-
-Program& Program::offscreen()
-{
-    return set(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-}
-
-Program& Program::input(const QByteArray& text)
-{
-    inputText = text;
-    return *this;
-}
-
-Program& Program::closedInput()
-{
-    return closedStreams({STDIN_FILENO});
-}
-
-Program& Program::closedStreams(const QVector<int>& descriptors)
-{
-    closedDescriptors = descriptors;
-    return *this;
-}
-
-Program& Program::blockedChildSignal()
-{
-    childSignalIsBlocked = true;
-    return *this;
-}
-
-Program& Program::workingDirectory(const QString& startDirectory)
-{
-    directory = startDirectory;
-    return *this;
-}
-
-Program& Program::invokedAs(const QString& link)
-{
-    executable = link;
-    return *this;
-}
-
-Program& Program::runningSystems(const QByteArray& lines)
-{
-    systems.set(lines);
-    return *this;
-}
-
-int Program::runningSystemQueries() const
-{
-    return systems.queries();
 }
 
 Program& Program::recordTexts()
@@ -311,17 +202,6 @@ QStringList Program::recordedTexts() const
         }
     }
     return texts;
-}
-
-Program& Program::timeLimit(int milliseconds)
-{
-    limit = milliseconds;
-    return *this;
-}
-
-QString Program::home() const
-{
-    return homeDirectory.path();
 }
 
 ProgramRun Program::run(const QStringList& arguments)

@@ -1,4 +1,4 @@
-// Between fork and exec only what is safe there is called; everything else is made ready before.
+// Between fork and exec only async-signal-safe functions are called; everything else is prepared before.
 #include "real_process.h"
 
 #include <QDeadlineTimer>

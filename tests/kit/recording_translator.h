@@ -1,4 +1,4 @@
-// The one translator of the tests. It sees which of the program's texts go through a translation call, and in which
+// The translator of the tests. It records which of the program's texts go through a translation call, and in which
 // context. Header-only: a test installs it in its own process, and the preloaded text_recorder.cpp in the program.
 #pragma once
 
@@ -10,9 +10,9 @@
 #include <utility>
 
 /**
- * Notes each text of the program's own that is looked up, as "context|text", and answers it. The default answer has
- * small and capital letters exchanged, so that a text that was not looked up cannot pass for one that was; Qt's own
- * texts stay as they are. Gone from the application with the object.
+ * Records each of the program's own texts that is looked up, as "context|text", and translates it. By default the
+ * translation has small and capital letters exchanged, so that a text that was not looked up differs from it; Qt's own
+ * texts are not translated. The destructor removes the translator from the application.
  */
 class RecordingTranslator : public QTranslator
 {
@@ -42,7 +42,8 @@ public:
         return isOurs(context) ? answerTo(text) : QString();
     }
 
-    /** The text in brackets, for every text of the context; of all contexts, behind the context, when it is empty. */
+    /** Puts every text of the context into brackets; of all contexts, after the name of the context, when it is empty.
+     */
     static Answer bracketsIn(const QString& onlyContext)
     {
         return [onlyContext](const QString& context, const QString& text) {
@@ -101,7 +102,7 @@ private:
     mutable QStringList texts;
 };
 
-/** Expected texts that were not looked up, and others that were, each as often as it is so; empty when all is well. */
+/** The expected texts that were not looked up, and the others that were; empty when there are none. */
 inline QString textsComplaint(const QStringList& expected, const QStringList& looked)
 {
     QStringList rest = looked;

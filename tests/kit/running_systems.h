@@ -1,5 +1,5 @@
 // The running real-time systems that a process under test sees, through the preloaded or linked fake library: a file
-// with one line a system, which is read at each query, and the record of the queries.
+// with one line for each system, which is read at each query, and the record of the queries.
 #pragma once
 
 #include <QByteArray>
@@ -9,20 +9,20 @@
 QByteArray runningSystem(const QByteArray& version = "5.9", const QByteArray& user = "operator",
                          const QByteArray& directory = "/home/operator/run", int pid = 4711);
 
-/** The running systems of one process; none to begin with. */
+/** The running systems of one process; none at first. */
 class RunningSystems
 {
 public:
     /** Keeps its files in an existing directory. */
     explicit RunningSystems(const QString& directory);
 
-    /** One line per system, as runningSystem() makes it, or a directive of the fake library in front. */
+    /** One line per system, as runningSystem() makes it; the first line may be a directive of the fake library. */
     void set(const QByteArray& lines) const;
 
     /** How often they were asked for. */
     int queries() const;
 
-    /** What FAKE_PIDRTSYS and FAKE_PIDRTSYS_LOG have to be in the process. */
+    /** The values of FAKE_PIDRTSYS and FAKE_PIDRTSYS_LOG in the process. */
     QString file() const;
     QString log() const;
 

@@ -1,5 +1,5 @@
 // What the business logic signals during a run, for tests that compare whole runs. Header-only, so that the kit itself
-// need not know the logic.
+// does not depend on the logic.
 #pragma once
 
 #include "tavrin_update_bl.h"

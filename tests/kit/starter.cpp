@@ -1,9 +1,9 @@
-// Starts programs through the business logic in the ways that no run of the updater takes, or at a moment that no run
-// can be made to choose: after a limit of this process has been reached. Prints what came back.
+// Starts programs through the business logic in ways that no run of the updater uses, or after a limit of this process
+// has been reached, which no run can be made to do at the right moment. Prints the result.
 //
 //     starter run|feed|first-of-chain|second-of-chain tasks|descriptors
 //
-// "tasks" allows no process more, "descriptors" as many descriptors as the pipes to a program need and none beyond.
+// "tasks" allows no further process, "descriptors" only as many descriptors as the pipes to a program need.
 #include "tavrin_update_bl.h"
 
 #include <QCoreApplication>
@@ -67,7 +67,7 @@ int main(int argc, char** argv)
     TavrinUpdateBusinessLogic::CommandLineOptions options;
     options.showProposed = false;
     options.verbose = false;
-    static_cast<void>(logic.initialize(options)); // sets the options first; the rest of it is of no matter here
+    static_cast<void>(logic.initialize(options)); // sets the options before anything that can fail here
     if (limit == "descriptors") {
         leaveDescriptors(DESCRIPTORS_OF_PIPES);
     } else if (!way.startsWith("second")) {

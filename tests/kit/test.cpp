@@ -40,6 +40,7 @@ void failWithoutResults()
 {
     if (!testsAreFinished()) {
         std::fputs("FAIL!  : the code under test ended the test program\n", stderr);
+        std::fflush(stdout); // QtTest itself ends the program after it has listed its functions
         std::_Exit(1);
     }
 }

@@ -28,7 +28,7 @@ protected:
     /** What is wrong at the end of a test function although none of its checks failed; empty when nothing is. */
     virtual QString complaint() const;
 
-    /** The next warning with exactly this text is meant; that it comes is then required. */
+    /** Expects one warning with exactly this text. The test fails when it does not come. */
     void expectWarning(const QString& text);
 
 private slots:

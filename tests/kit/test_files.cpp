@@ -1,4 +1,4 @@
-// A file that cannot be read shows as such in the comparison.
+// A file that cannot be read makes the comparison fail with that text.
 #include "test_files.h"
 
 #include <QCryptographicHash>

@@ -1,4 +1,4 @@
-// The paths that the build knows and the tests need; they come in as definitions on this one source.
+// The build defines the paths for this source alone.
 #include "test_paths.h"
 
 #include <QFile>

@@ -1,5 +1,5 @@
-// Where the things under test are: the built program, the preloaded fake library and the project's folders. The build
-// puts the paths into the one source behind this header, so tests carry none of their own.
+// Where the built program, the preloaded libraries and the project's folders are. The build defines the paths for the
+// one source of this header, so that no test contains any.
 #pragma once
 
 #include <QString>
@@ -7,7 +7,7 @@
 /** The built tavrin_update. */
 QString programPath();
 
-/** The library that stands for the installation's own in a started program. */
+/** The library that replaces the installation's own in a started program. */
 QString fakePidrtsysPath();
 
 /** The library that has threads start late in a started program. */
@@ -16,7 +16,7 @@ QString lateThreadsPath();
 /** The program that starts others through the business logic. */
 QString starterPath();
 
-/** The library that the built program is linked to: the stand-in for the installation's, or that itself. */
+/** The library that the built program is linked to: the stand-in, or the installation's own. */
 QString pidrtsysPath();
 
 /** The library that has a started program note the texts that it translates. */

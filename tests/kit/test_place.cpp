@@ -1,5 +1,5 @@
-// A test program starts itself again through scripts/with_private_opt, which does for it what it does for the
-// demonstration and the measurements; the mounts that a test needs while it runs are made here.
+// A test program starts itself again through scripts/with_private_opt, which the demonstration and the measurements use
+// as well. The mounts that a test needs while it runs are made here.
 #include "test_place.h"
 
 #include "desktop_settings.h"
@@ -18,7 +18,8 @@
 
 namespace {
 
-const char PLACE_MARK[] = "TAVRIN_TEST_PLACE"; // set on the way into the place, and only there
+const char PLACE_MARK[] =
+    "TAVRIN_TEST_PLACE"; // set only when the program starts itself again; its value is the namespace outside
 
 QByteArray mountIdentity()
 {
@@ -73,7 +74,7 @@ bool enterTestPlace(char** argv, const TestPlace& place)
     }
     qunsetenv(PLACE_MARK);
     forgetCallersEnvironment();
-    // Whatever this process keeps for its user, such as a cache of fonts, goes with it.
+    // What libraries keep for the user, such as a cache of fonts, is removed with the place.
     qputenv("HOME", "/opt/home");
     qputenv("XDG_RUNTIME_DIR", "/opt/home");
     return true;

@@ -1,6 +1,6 @@
-// The private place in which a test program and everything that it starts runs: an empty /opt/tavrin that is invisible
-// to the rest of the machine and gone with the process, no right to overlook file modes (an unwritable directory is
-// unwritable even for root), and, where a test wants them, a network and a user database of its own.
+// The private place in which a test program and everything that it starts runs: an empty /opt/tavrin that the rest of
+// the machine does not see and that ends with the process, no right to ignore file modes (an unwritable directory is
+// unwritable even for root), and, for a test that needs them, its own network and user database.
 #pragma once
 
 #include <QString>

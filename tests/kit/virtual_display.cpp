@@ -1,6 +1,5 @@
-// The X server writes its screen into a file, and that is where the pictures come from: a header, the colours and the
-// lines of the screen, as xwd would write them, but always as of now. Whatever keeps the server from starting is no
-// result of a test and ends the program.
+// The X server keeps its screen in a file in the format of xwd: a header, the colours and the lines of the screen. The
+// pictures are read from there. A server that does not start is not the result of a test, so it ends the test program.
 #include "virtual_display.h"
 
 #include <QDir>
@@ -22,7 +21,7 @@ const int PATIENCE = 60000;
 
 const QString SOCKET_FOLDER = "/tmp/.X11-unix";
 
-// The server goes with the test, however that ends.
+// The server ends with the test, even if that crashes.
 class ServerProcess : public QProcess
 {
 protected:
@@ -74,7 +73,7 @@ VirtualDisplay::~VirtualDisplay()
         server->waitForFinished();
     }
     if (madeSocketFolder) {
-        QDir().rmdir(SOCKET_FOLDER); // stays where another server uses it by now
+        QDir().rmdir(SOCKET_FOLDER); // fails, as it should, when another server uses it by now
     }
 }
 
@@ -97,7 +96,7 @@ QStringList VirtualDisplay::windows(const QString& title)
 {
     const QStringList search{"search", "--onlyvisible", "--maxdepth", "1", "--name", title};
     ProgramRun run = xdotool(search);
-    // A window that goes away while it is looked at ends the search.
+    // The search fails when a window disappears during it.
     while (run.errors.contains("BadWindow")) {
         run = xdotool(search);
     }
@@ -148,7 +147,7 @@ void VirtualDisplay::close(const QString& window)
     request.xclient.format = 32;
     request.xclient.data.l[0] = static_cast<long>(XInternAtom(connection, "WM_DELETE_WINDOW", False));
     XSendEvent(connection, request.xclient.window, False, NoEventMask, &request);
-    XCloseDisplay(connection); // sends what is still on its way
+    XCloseDisplay(connection); // sends what is still buffered
 }
 
 QByteArray VirtualDisplay::picture(const QRect& part) const

@@ -1,7 +1,6 @@
-// An X server of a test's own, without a screen, and a user in front of it: windows are found, keys and the mouse
-// pressed from outside, through xdotool, and what the display shows is read from the server's memory. There is no
-// window manager, so a window chooses its own place and gets keys only when it is named; a request to close comes from
-// here.
+// An X server for one test, without a screen, and a user in front of it: xdotool finds windows and presses keys and the
+// mouse, and pictures are read from the server's memory. There is no window manager, so a window chooses its own place,
+// keys are sent to a window by name, and the request to close a window is sent from here.
 #pragma once
 
 #include "program_run.h"
@@ -25,10 +24,10 @@ public:
     VirtualDisplay(const VirtualDisplay&) = delete;
     VirtualDisplay& operator=(const VirtualDisplay&) = delete;
 
-    /** What this machine lacks to have such a display; empty when nothing. */
+    /** What this machine lacks for such a display; empty when nothing. */
     static QString missing();
 
-    /** What belongs into DISPLAY. */
+    /** The value of DISPLAY. */
     QString name() const;
 
     /** The top-level windows on the screen, popup menus included, whose title matches the regular expression. */

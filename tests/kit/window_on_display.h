@@ -1,6 +1,5 @@
-// The window of a started program on a display of its own, and a user in front of it. How far the program got shows in
-// its calls for the running systems: one at the start, one when it has filled its list, and one every second from then
-// on.
+// The window of a started program on its own display, and a user in front of it. The number of queries for the running
+// systems shows how far the program is: one at the start, one when it has filled its list, and then one every second.
 #pragma once
 
 #include "expected_texts.h"
@@ -14,11 +13,11 @@
 
 #include <memory>
 
-/** A display, and the program's window on it once that is open. What does not come in time fails the running test. */
+/** A display, and the program's window on it once that is open. A wait that takes too long fails the running test. */
 class WindowOnDisplay
 {
 public:
-    /** Milliseconds for a condition; enough for a machine that does something else besides. */
+    /** Milliseconds to wait for a condition; enough for a busy machine. */
     static constexpr int PATIENCE = 60000;
 
     // Places in the window; a negative coordinate counts from the right or the lower edge.
@@ -51,7 +50,7 @@ public:
         QTRY_VERIFY_WITH_TIMEOUT(program.runningSystemQueries() >= 2, PATIENCE);
     }
 
-    /** Waits until the window has gone on working for a while, so that what was pressed before has had its effect. */
+    /** Waits until the window has worked for another second or two, so that earlier input has had its effect. */
     void waitForRefresh() const
     {
         const int before = program.runningSystemQueries();
@@ -77,7 +76,7 @@ public:
     /** Whether the marks of a list are on the screen; their place is blank without one. */
     bool marksAreDrawn() const
     {
-        // Without a window, too, the screen is of one colour.
+        // The screen has only one colour without a window, too.
         const QByteArray picture = marks();
         return picture != picture.left(4).repeated(picture.size() / 4);
     }
@@ -87,7 +86,7 @@ public:
         QTRY_VERIFY_WITH_TIMEOUT(marksAreDrawn(), PATIENCE);
     }
 
-    /** The marks, once everything that was to be drawn has been. */
+    /** The marks, once everything is drawn. */
     QByteArray finalMarks() const
     {
         waitForMarks();

@@ -1,5 +1,5 @@
-// The business logic in window mode, where nothing ends the process, with everything around it that a test of one
-// class needs. Header-only, so that the test kit itself need not know the logic.
+// The business logic in window mode, where nothing ends the process, with the installation, tools and options that a
+// test of the class needs. Header-only, so that the kit's library does not depend on the logic.
 #pragma once
 
 #include "expected_texts.h"

@@ -85,7 +85,7 @@ void setRecord(Pidrtsys& record, const std::string& line)
     record.rtexecPid = toNumber(fields[3]);
 }
 
-/** Cuts a leading directive off, such as "#null N"; answers whether it was there, and if so sets the number. */
+/** Removes a leading directive such as "#null N". Returns whether it was there, and sets the number if it was. */
 bool takeDirective(std::vector<std::string>& lines, const std::string& directive, int& number)
 {
     if (lines.empty() || lines.front().compare(0, directive.size(), directive) != 0) {
@@ -117,7 +117,7 @@ void logCall()
     }
 }
 
-// Runs when exit() takes the libraries down, which threads that still run go on using: a crash now and then.
+// Runs when exit() destroys the libraries. Threads that still run use them, which crashes now and then.
 __attribute__((destructor)) void complainAboutThreads()
 {
     namespace fs = std::filesystem;

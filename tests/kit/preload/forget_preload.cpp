@@ -1,5 +1,5 @@
-// Part of the preloaded library: the program under test has it by the time this runs, and the tools that the program
-// starts are to run as they are, without it and without a sanitizer in them.
+// Part of the preloaded library. When this runs, the library is loaded in the program under test; the tools that the
+// program starts must run without it and without a sanitizer.
 #include <cstdlib>
 
 namespace {

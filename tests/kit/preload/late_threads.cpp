@@ -1,5 +1,5 @@
-// Preloaded, it lets a moment pass before each new thread begins: on a busy machine a thread may well start no sooner
-// than the process ends.
+// A preloaded library that delays the start of each new thread: on a busy machine a thread may start only when the
+// process already ends.
 #include <dlfcn.h>
 #include <pthread.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
-// Answers message boxes as a user would: it waits for one in front, notes what it says and presses the button that the
-// test chose. A box that was not expected is closed with Escape and complained about, so that no test hangs in one. The
-// timer keeps running in the event loop of the message box, which is where the box is answered.
+// Answers message boxes as a user would: it waits for one, records what it says and presses the button that the test
+// chose. A box that was not expected is closed with Escape and fails the test, so that no test hangs in one. The timer
+// runs in the event loop of the message box.
 #pragma once
 
 #include <QApplication>

@@ -1,5 +1,5 @@
-// What surrounds a window in a test's own process: the running systems that it sees, the options of a window run, and
-// where its requests go. The settings of the process are as before when the objects are gone.
+// The surroundings of a window in the process of the test: the running systems that it sees, the options of a window
+// run, and where its requests go. The destructors restore the settings of the process.
 #pragma once
 
 #include "running_systems.h"
@@ -9,7 +9,7 @@
 #include <QNetworkProxy>
 #include <QTemporaryDir>
 
-/** The running real-time systems that this process sees; none to begin with. */
+/** The running real-time systems that this process sees; none at first. */
 class OwnRunningSystems : private QTemporaryDir, public RunningSystems
 {
 public:

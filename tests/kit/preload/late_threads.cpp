@@ -1,5 +1,8 @@
 // A preloaded library that delays the start of each new thread: on a busy machine a thread may start only when the
 // process already ends.
+#include <cerrno>
+#include <new>
+
 #include <dlfcn.h>
 #include <pthread.h>
 #include <unistd.h>
@@ -26,9 +29,15 @@ void* startLate(void* argument)
 
 } // namespace
 
-extern "C" __attribute__((visibility("default"))) int
-pthread_create(pthread_t* thread, const pthread_attr_t* attributes, Routine routine, void* argument)
+// Under its own name it would have to repeat the reserved parameter names of the C library's declaration.
+extern "C" __attribute__((visibility("default"))) int createThreadLate(pthread_t* thread,
+                                                                       const pthread_attr_t* attributes,
+                                                                       Routine routine,
+                                                                       void* argument) __asm__("pthread_create");
+
+extern "C" int createThreadLate(pthread_t* thread, const pthread_attr_t* attributes, Routine routine, void* argument)
 {
     static const auto create = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
-    return create(thread, attributes, startLate, new Start{routine, argument});
+    auto* start = new (std::nothrow) Start{routine, argument};
+    return start == nullptr ? EAGAIN : create(thread, attributes, startLate, start);
 }

@@ -6,9 +6,10 @@ include(CheckCXXSourceCompiles)
 
 # The options are first tried all together, which is quicker, and one by one only when that fails.
 function(tavrin_keep_compile_options variable)
-    check_cxx_compiler_flag("${ARGN}" HAS_ALL_COMPILE_OPTIONS)
+    string(MD5 hash "${ARGN}") # CMake keeps the result, and the list may change
+    check_cxx_compiler_flag("${ARGN}" HAS_ALL_OPTIONS_${hash})
     set(known ${ARGN})
-    if(NOT HAS_ALL_COMPILE_OPTIONS)
+    if(NOT HAS_ALL_OPTIONS_${hash})
         foreach(option ${ARGN})
             string(MAKE_C_IDENTIFIER "HAS${option}" result)
             check_cxx_compiler_flag(${option} ${result})
@@ -22,10 +23,11 @@ endfunction()
 
 # Not check_linker_flag, which came with CMake 3.18.
 function(tavrin_keep_link_options variable)
+    string(MD5 hash "${ARGN}")
     set(CMAKE_REQUIRED_LINK_OPTIONS ${ARGN})
-    check_cxx_source_compiles("int main() { return 0; }" HAS_ALL_LINK_OPTIONS)
+    check_cxx_source_compiles("int main() { return 0; }" HAS_ALL_OPTIONS_${hash})
     set(known ${ARGN})
-    if(NOT HAS_ALL_LINK_OPTIONS)
+    if(NOT HAS_ALL_OPTIONS_${hash})
         foreach(option ${ARGN})
             string(MAKE_C_IDENTIFIER "HAS${option}" result)
             set(CMAKE_REQUIRED_LINK_OPTIONS ${option})

@@ -29,7 +29,10 @@ public:
     /** Shows or hides the warning and the label "No new patches", and enables or disables the Apply button. */
     void enableApplyButton();
 
-    /** The first patch shown under exactly this name; null when there is none. */
+    /**
+     * The first patch shown under exactly this name; null when there is none. Required, though nothing in this program
+     * calls it.
+     */
     QTreeWidgetItem* getTopLevelItem(QString name) const;
 
 public slots: // in the order in which the meta-object numbers them, and with the one parameter name that it records

@@ -83,7 +83,7 @@ QString TavrinUpdateBusinessLogic::initialize(const CommandLineOptions& givenOpt
         }
     }
 
-    operatingSystem = QString::fromLatin1(TavrinUpdateSystemInfo::getOS());
+    operatingSystem = QString::fromLatin1(TavrinUpdateSystemInfo::getOS()); // from here on nothing returns early
     systemDescription = QSysInfo::prettyProductName() + QLatin1Char(' ') + QSysInfo::kernelVersion();
     processor = QString::fromLatin1(TavrinUpdateSystemInfo::getProcessor());
     defaultUrl += release + QLatin1Char('/') + operatingSystem + QLatin1Char('_') + processor + QLatin1Char('/');

@@ -18,7 +18,7 @@ class QByteArray;
 class QUrl;
 class QXmlStreamReader;
 
-/** Heading put before the proposed steps of a dry run; both faces of the program show it. */
+/** Heading put before the proposed steps of a dry run; the terminal run and the window both show it. */
 const QString SHOW_PROPOSED_TEXT =
     QString::fromLatin1(QT_TRANSLATE_NOOP("TavrinUpdateBusinessLogic", "Steps that would be taken are:\n\n"));
 
@@ -165,7 +165,7 @@ public:
     QString getPatchName() const;
     QString getTarFileName() const;
     QString getPatchDescription() const;
-    QString getPatchDate() const; // begins with the blank that follows the name
+    QString getPatchDate() const; // begins with the blank after the name; required, though this program never calls it
     bool patchIsInstalled() const;
 
     /** Sets the applied flag of the record under the cursor; call it inside a walk only. */

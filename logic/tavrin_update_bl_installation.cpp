@@ -15,10 +15,11 @@
 
 namespace {
 
-// The number of downloads for which the limit of open files was raised in this run; kept on the download manager.
+// The number of downloads for which the limit of open files was raised in this run. A property of the download manager,
+// because the fields of the class are fixed.
 const char DOWNLOADS_WITH_ROOM_PROPERTY[] = "downloadsWithRoom";
 
-// The system's hard limit may leave less room than that. The download that finds none then fails with its message.
+// The hard limit of the system may not allow that many. A download that finds no room then fails with its message.
 void raiseLimitOfOpenFiles(rlim_t count)
 {
     rlimit limit = {};
@@ -121,7 +122,7 @@ void TavrinUpdateBusinessLogic::downloadComplete(QNetworkReply* reply)
         storeDownload(*reply);
     }
     downloadReplies.removeAll(reply);
-    reply->deleteLater();
+    reply->deleteLater(); // deleted by this event loop, not by that of a message box above, so once at the end is enough
     if (downloadReplies.isEmpty()) {
         installPatches();
     }

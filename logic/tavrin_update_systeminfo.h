@@ -1,5 +1,5 @@
-// What the updater asks of the system around it: the running real-time systems, and the names of the platform that
-// stand in the address of the patch source. The query goes to the installation's library; nothing is kept here.
+// What the updater asks the system: the running real-time systems, and the names of the platform for the address of the
+// patch source. The installation's library answers the query; nothing is stored here.
 #pragma once
 
 #include "pidrtsys.h"

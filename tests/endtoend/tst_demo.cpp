@@ -69,7 +69,7 @@ The sample installation is in $TAVRIN (/opt/tavrin/5.9), its patch source at $PA
   tavrin_update -t $PATCHES                     do it
   tavrin_update -t -m you@localhost $PATCHES    mail what is missing; kept in rtmail.mbox where nothing sends mail
 
-"exit" ends this world.
+"exit" leaves this shell.
 )";
 
 // Runs a command and then prints the processes that are left. It runs as the first process of a PID namespace, without
@@ -168,7 +168,7 @@ private slots:
     void withoutADisplayAPictureOfTheWindowIsTaken_data()
     {
         const Rows<QStringList, QString> row("arguments", "picture");
-        row("usual place", {"--window"}, projectSourceDir() + "/build/demo-window.png");
+        row("usual place", {"--window"}, projectBinaryDir() + "/demo-window.png");
         row("chosen place", {"--screenshot", "%1/folder/window.png"}, "%1/folder/window.png");
     }
 
@@ -195,6 +195,7 @@ private slots:
         }
         // Antialiased text, buttons and frames; an empty window has fewer colours.
         QVERIFY2(colours.size() >= 50, QByteArray::number(colours.size()));
+        QVERIFY(QFile::remove(picture));
     }
 
     void onADisplayTheUserHasTheWindow()

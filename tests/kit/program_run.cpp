@@ -207,7 +207,9 @@ QStringList Program::recordedTexts() const
 ProgramRun Program::run(const QStringList& arguments)
 {
     const std::unique_ptr<ProgramSession> session = start(arguments);
-    session->write(inputText);
+    if (!closedDescriptors.contains(STDIN_FILENO)) {
+        session->write(inputText);
+    }
     session->closeInput();
     return session->finish();
 }

@@ -4,13 +4,60 @@
 #include "page_reply.h"
 #include "test.h"
 
-#include <QScopeGuard>
-
 #include <algorithm>
 
 #include <sys/resource.h>
 
 using Answer = FakePatchServer::Answer;
+
+namespace {
+
+// Leaves the process few open files, until the end of this object.
+class LowLimitOfOpenFiles
+{
+public:
+    LowLimitOfOpenFiles() : usual(current())
+    {
+        set(LOW);
+    }
+
+    ~LowLimitOfOpenFiles()
+    {
+        set(usual);
+    }
+
+    LowLimitOfOpenFiles(const LowLimitOfOpenFiles&) = delete;
+    LowLimitOfOpenFiles& operator=(const LowLimitOfOpenFiles&) = delete;
+
+    int growth() const
+    {
+        return static_cast<int>(current()) - static_cast<int>(LOW);
+    }
+
+private:
+    static constexpr rlim_t LOW = 100;
+
+    static rlim_t current()
+    {
+        rlimit limit = {};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        return limit.rlim_cur;
+    }
+
+    static void set(rlim_t count)
+    {
+        rlimit limit = {};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        limit.rlim_cur = count;
+        if (setrlimit(RLIMIT_NOFILE, &limit) != 0) {
+            qFatal("cannot change the limit of open files");
+        }
+    }
+
+    const rlim_t usual;
+};
+
+} // namespace
 
 class TstDownloads : public Test
 {
@@ -282,13 +329,7 @@ private slots:
     {
         const int patches = 150;
         LocalSource source{PatchPage()};
-        rlimit usual = {};
-        QCOMPARE(getrlimit(RLIMIT_NOFILE, &usual), 0);
-        const auto restored = qScopeGuard([&usual] { setrlimit(RLIMIT_NOFILE, &usual); });
-        rlimit low = usual;
-        low.rlim_cur = 100;
-        QCOMPARE(setrlimit(RLIMIT_NOFILE, &low), 0);
-
+        const LowLimitOfOpenFiles limit;
         DownloadWindow window(source.url());
         QStringList expected{START};
         for (int i = 1; i <= patches; ++i) {
@@ -302,9 +343,37 @@ private slots:
         QCOMPARE(window.stored("P150.zip"), QByteArray("content of P150.zip"));
 
         // Programs that are started later inherit the limit, so it must not grow more than needed.
-        rlimit raised = {};
-        QCOMPARE(getrlimit(RLIMIT_NOFILE, &raised), 0);
-        QCOMPARE(raised.rlim_cur, low.rlim_cur + patches);
+        QCOMPARE(limit.growth(), patches);
+    }
+
+    void limitOfOpenFilesGrowsOnlyWithTheDownloads()
+    {
+        const LowLimitOfOpenFiles limit;
+        {
+            WindowLogic::CommandLineOptions dryRun = WindowLogic::quietOptions();
+            dryRun.showProposed = true;
+            DownloadWindow window(dryRun);
+            window.list({"P1.tar", "P2.tar"});
+            window.logic.applyPatches();
+            QCOMPARE(limit.growth(), 0);
+        }
+        DownloadWindow window;
+        window.installation.withPatched("P1");
+        window.list({"P1.tar"});
+        window.offer("P2.tar", Answer::body("two").held());
+        window.offer("P3.tar", Answer::body("three").held());
+        window.logic.determinePatchesApplied();
+        window.logic.applyPatches();
+        QCOMPARE(limit.growth(), 2);
+        window.logic.applyPatches(); // while the first downloads are in flight
+        QCOMPARE(limit.growth(), 4);
+        window.server.release("/5.9/P2.tar");
+        window.server.release("/5.9/P3.tar");
+        window.waitForEnd();
+        window.installation.without("patched/P3");
+        window.logic.determinePatchesApplied();
+        window.install();
+        QCOMPARE(limit.growth(), 4); // there is room for this download already
     }
 
     void overriddenReleaseKeepsItsPage()

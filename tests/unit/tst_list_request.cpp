@@ -270,7 +270,7 @@ private slots:
     {
         FakeInstallation installation;
         qputenv("TAVRIN", installation.path("bin/missing").toUtf8());
-        Logic logic("tavrin_update");
+        TavrinUpdateBusinessLogic logic("tavrin_update");
         const SignalRecorder recorder(logic);
         QVERIFY(!logic.initialize(WindowLogic::quietOptions()).isEmpty());
         QCOMPARE(logic.setUrl("file://elsewhere/"), QString());

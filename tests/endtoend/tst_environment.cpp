@@ -87,7 +87,8 @@ private slots:
         const FakeInstallation installation;
         const QTemporaryDir elsewhere;
         QVERIFY(QFile::link(installation.path(), elsewhere.filePath("link")));
-        for (const QString folder : {"/opt/tavrin-old/5.9", "/opt/TAVRIN/5.9", "/opt/elsewhere/opt/tavrin/5.9"}) {
+        const QStringList folders{"/opt/tavrin-old/5.9", "/opt/TAVRIN/5.9", "/opt/elsewhere/opt/tavrin/5.9"};
+        for (const QString& folder : folders) {
             QVERIFY(QDir().mkpath(folder));
         }
         const ProgramRun run =

@@ -113,7 +113,7 @@ QByteArray SampleRelease::report() const
     return reportOf("5.9", missing);
 }
 
-QByteArray SampleRelease::installation() const
+QByteArray SampleRelease::installingRun(const QByteArray& dialogue) const
 {
     QList<QByteArray> files;
     QByteArray installed;
@@ -127,12 +127,7 @@ QByteArray SampleRelease::installation() const
             installed += installing(patch.unpacked, members << "patched/" + patch.name.toUtf8());
         }
     }
-    return downloaded(files) + APPLY + installed + FINISH;
-}
-
-QByteArray SampleRelease::installingRun(const QByteArray& dialogue) const
-{
-    return report() + NO_CONFLICT + dialogue + DOWNLOAD + installation();
+    return report() + NO_CONFLICT + dialogue + DOWNLOAD + downloaded(files) + APPLY + installed + FINISH;
 }
 
 QStringList SampleRelease::expectedListing() const

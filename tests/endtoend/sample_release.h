@@ -34,9 +34,6 @@ public:
     QByteArray report() const;
     QByteArray installingRun(const QByteArray& dialogue = QUESTION + "\n") const;
 
-    /** What such a run prints after the heading of its downloads. */
-    QByteArray installation() const;
-
     /** What the installation has to look like after all archives, made from a copy by other means. */
     QStringList expectedListing() const;
 

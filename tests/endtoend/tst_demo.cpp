@@ -85,9 +85,9 @@ done
 exit $status
 )script");
 
-QByteArray normalised(const QByteArray& output)
+ProgramRun normalised(ProgramRun run)
 {
-    QString text = QString::fromUtf8(output).remove('\r');
+    QString text = QString::fromUtf8(run.output).remove('\r');
     text.replace(QRegularExpression("127\\.0\\.0\\.1:[0-9]+"), "127.0.0.1:PORT");
     QStringList lines = text.split('\n');
     const auto isDownload = [](const QString& line) {
@@ -95,7 +95,8 @@ QByteArray normalised(const QByteArray& output)
     };
     const auto first = std::find_if(lines.begin(), lines.end(), isDownload);
     std::sort(first, std::find_if_not(first, lines.end(), isDownload));
-    return lines.join('\n').toUtf8();
+    run.output = lines.join('\n').toUtf8();
+    return run;
 }
 
 } // namespace
@@ -140,9 +141,7 @@ private slots:
         // With the end of the line, which the echo of the answer must not precede.
         QVERIFY2(session->waitForOutput("[y|n]?\r\n"), session->output());
         session->write("n\n");
-        ProgramRun run = session->finish();
-        run.output = normalised(run.output);
-        compareRun(run, 0,
+        compareRun(normalised(session->finish()), 0,
                    BUILDING + LIST_BEFORE + "\n$ tavrin_update -t " + URL + '\n' + REPORT_AND_QUESTION + "n\n" +
                        EXITING + LIST_BEFORE + PAGE_BEFORE);
     }
@@ -198,7 +197,7 @@ private slots:
         QVERIFY(QFile::remove(picture));
     }
 
-    void onADisplayTheUserHasTheWindow()
+    void onADisplayTheWindowIsShown()
     {
         VirtualDisplay display;
         program->set("DISPLAY", display.name()).set("DBUS_SESSION_BUS_ADDRESS", "disabled:");
@@ -207,9 +206,8 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!display.windows(title).isEmpty() || !session->isRunning(), 120000);
         QVERIFY2(session->isRunning(), session->output());
         display.press(display.windows(title).first(), {"ctrl+q"});
-        ProgramRun run = session->finish();
-        run.output = normalised(run.output);
-        compareRun(run, 0, BUILDING + LIST_BEFORE + "\n$ tavrin_update " + URL + '\n' + LIST_BEFORE + PAGE_BEFORE);
+        compareRun(normalised(session->finish()), 0,
+                   BUILDING + LIST_BEFORE + "\n$ tavrin_update " + URL + '\n' + LIST_BEFORE + PAGE_BEFORE);
     }
 
 private:
@@ -249,9 +247,7 @@ private:
 
     ProgramRun demonstrate(const QStringList& arguments)
     {
-        ProgramRun run = program->run(inOwnProcesses(QStringList{demo()} + arguments));
-        run.output = normalised(run.output);
-        return run;
+        return normalised(program->run(inOwnProcesses(QStringList{demo()} + arguments)));
     }
 
     std::unique_ptr<QTemporaryDir> folder;

@@ -132,7 +132,7 @@ private slots:
         row("answer no", {}, {}, "No\n", NO_CONFLICT + QUESTION + EXITING);
         row("dry run", {"-n"}, {"P2"}, {}, DRY_RUN);
         row("verbose dry run", {"-n", "-v"}, {"P2"}, {}, DRY_RUN);
-        row("dry run beside running systems", {"-n", "-Q"}, {"P2"}, {}, DRY_RUN);
+        row("dry run, which ignores -Q", {"-n", "-Q"}, {"P2"}, {}, DRY_RUN);
     }
 
     void runThatInstallsNothingChangesNothing()
@@ -161,7 +161,7 @@ private slots:
         QCOMPARE(contentOf(RELEASE_DIRECTORY + "/data/pf/two.pf"), QByteArray("1 blue\n2 red\n"));
     }
 
-    // Some proxies send both, and the chunks decide.
+    // Some servers send both chunks and a length; the chunks decide.
     void chunkedAnswersBelowTheirAnnouncedLengthAreComplete()
     {
         const auto inChunks = [](const QByteArray& content) {
@@ -174,21 +174,6 @@ private slots:
         release.server.answer("/5.9/P1.tar", inChunks(archive));
         compareRun(release.run(), 0, untilUnpacking({"P1.tar"}) + installing("P1.tar", {"patched/P1"}) + FINISH);
         QCOMPARE(release.content("patches/P1.tar"), archive);
-    }
-
-    // Also when standard output is a file or a pipe, which is buffered. What follows the check may be shown later.
-    void checkIsShownBesideARunningSystemBeforeTheDownloadsEnd()
-    {
-        SampleRelease sample({"P1", "P2", "P4", "P5", "P6"});
-        sample.server.answer("/5.9/P3.tar.bz2", Answer::file(sample.sourceFile("P3.tar.bz2")).held());
-        sample.program.runningSystems(runningSystem());
-        const auto session = sample.start({"-Q"});
-        QTRY_COMPARE(sample.server.requestedPaths().size(), 2);
-        const QByteArray shown = sample.report() + CHECK;
-        QVERIFY(session->waitForOutput(shown));
-        sample.server.release("/5.9/P3.tar.bz2");
-        compareRun(session->finish(), 0,
-                   shown + systemDetected() + ALLOWED_TO_CONTINUE + DOWNLOAD + sample.installation());
     }
 };
 

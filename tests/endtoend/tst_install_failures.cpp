@@ -141,9 +141,9 @@ private slots:
         const ProgramRun run = release.run();
         const QStringList left = release.storedArchives();
         QCOMPARE(left.size(), 2);
-        const QByteArray said = archiverMessage(release.installation.path("patches/" + left.first()));
-        QVERIFY2(said.contains("bsdtar: "), said);
-        compareRun(run, 1, untilUnpacking({"P1" + suffix.toUtf8(), "P2.tar"}), said + '\n');
+        const QByteArray expected = archiverMessage(release.installation.path("patches/" + left.first()));
+        QVERIFY2(expected.contains("bsdtar: "), expected);
+        compareRun(run, 1, untilUnpacking({"P1" + suffix.toUtf8(), "P2.tar"}), expected + '\n');
         QVERIFY(!release.has("patched/P2"));
         QVERIFY(!release.has("applied_patches.html"));
     }
@@ -156,9 +156,9 @@ private slots:
         bytes.replace(1024, 300, QByteArray(300, '\xff')); // in the second header
         release.source.withFile("P1.tar", bytes);
         const ProgramRun run = release.run();
-        const QByteArray said = archiverMessage(release.installation.path("patches/P1.tar"));
-        QVERIFY2(said.contains("Damaged"), said);
-        compareRun(run, 0, untilUnpacking({"P1.tar"}) + said + '\n' + installing("P1.tar", {}) + FINISH);
+        const QByteArray expected = archiverMessage(release.installation.path("patches/P1.tar"));
+        QVERIFY2(expected.contains("Damaged"), expected);
+        compareRun(run, 0, untilUnpacking({"P1.tar"}) + expected + '\n' + installing("P1.tar", {}) + FINISH);
         QCOMPARE(release.content("patched/P1"), QByteArray("text"));
         QVERIFY(!release.has("lib/one.txt"));
     }
@@ -212,9 +212,9 @@ private slots:
         QVERIFY2(!stored.isEmpty() && archive.startsWith(stored), QByteArray::number(stored.size()));
         QCOMPARE(stored == archive, isStored);
         QVERIFY(isStored || stored.size() <= 64 << 10);
-        const QByteArray said = archiverMessage(release.installation.path("patches/P1.tar"));
-        QVERIFY2(said.contains(message), said);
-        compareRun(run, 1, untilUnpacking({"P1.tar"}), said + '\n');
+        const QByteArray expected = archiverMessage(release.installation.path("patches/P1.tar"));
+        QVERIFY2(expected.contains(message), expected);
+        compareRun(run, 1, untilUnpacking({"P1.tar"}), expected + '\n');
         QVERIFY(release.content("lib/big.txt") != content);
         QVERIFY(!release.has("applied_patches.html"));
     }

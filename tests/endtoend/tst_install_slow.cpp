@@ -22,7 +22,7 @@ public:
     {
         FakeTool hanging;
         hanging.script = "echo $$ >" + installation.path("lib/pid").toUtf8();
-        hanging.output = "said\n";
+        hanging.output = "output\n";
         hanging.hangs = true;
         setTool(tool, hanging);
         clock.start();

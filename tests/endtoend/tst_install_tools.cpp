@@ -42,12 +42,12 @@ private slots:
     {
         const Rows<int, QByteArray, QByteArray, QByteArray> row("status", "output", "errors", "shown");
         row("no output", 0, {}, {}, {});
-        row("standard output", 0, "said", {}, "said\n");
+        row("standard output", 0, "output", {}, "output\n");
         row("standard error", 0, {}, "x one\n", "x one\n\n");
-        row("both", 0, "said\n", "x one\n", "x one\n\n");
+        row("both", 0, "output\n", "x one\n", "x one\n\n");
         row("failing, standard output", 1, "broken", {}, "broken\n");
         row("failing, standard error", 1, {}, "x one\nbroken\n", "x one\nbroken\n\n");
-        row("failing, both", 1, "said\n", "broken\n", "broken\n\n");
+        row("failing, both", 1, "output\n", "broken\n", "broken\n\n");
         row("failing, not in Latin-1", 1, {}, "\xc3\xa9\xe2\x82\xac\n", "\xe9?\n\n");
     }
 
@@ -77,9 +77,9 @@ private slots:
     void decompressorsOutputIsShownOnlyWhenVerbose_data()
     {
         const Rows<QStringList, QByteArray, QByteArray, QByteArray> row("options", "output", "errors", "shown");
-        row("not verbose", {}, "said\n", "complained\n", {});
-        row("verbose", {"-v"}, "said\n", "complained\n", "complained\n\nContinuing...\n");
-        row("verbose with standard output", {"-v"}, "said", {}, "said\nContinuing...\n");
+        row("not verbose", {}, "output\n", "error\n", {});
+        row("verbose", {"-v"}, "output\n", "error\n", "error\n\nContinuing...\n");
+        row("verbose with standard output", {"-v"}, "output", {}, "output\nContinuing...\n");
         row("verbose without output", {"-v"}, {}, {}, {});
     }
 
@@ -112,7 +112,7 @@ private slots:
     {
         // script: empty for an installation without one
         const Rows<QByteArray, QByteArray> row("script", "message");
-        row("dies", "die \"no page today\\n\";", "no page today\n\n");
+        row("dies", "die \"no page\\n\";", "no page\n\n");
         row("fails with standard output", "print \"no page\"; exit 3;", "no page\n");
         row("kills itself", "print STDERR \"dying\\n\"; kill 'KILL', $$;", "dying\n\n");
         row("missing", {},

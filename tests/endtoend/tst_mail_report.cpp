@@ -152,7 +152,7 @@ private slots:
     void onlyOutputOfASuccessfulMailerFailsTheRun_data()
     {
         const Rows<QByteArray, int, QByteArray> row("script", "status", "message");
-        const QByteArray printing = "echo said; echo cannot send >&2; ";
+        const QByteArray printing = "echo output; echo cannot send >&2; ";
         row("standard error", "echo queued only >&2", 1, "queued only\n\n");
         row("standard output", "printf sent", 1, "sent\n");
         row("both", "echo sent; echo queued only >&2", 1, "queued only\n\n");

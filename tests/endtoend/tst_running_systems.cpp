@@ -26,12 +26,12 @@ QByteArray dryRun(const QString& releaseText, const QByteArray& found)
 }
 
 // Starts a system with the first argument, waits until it is named rtexec, and becomes the program.
-const QString BESIDE_A_SYSTEM = QStringLiteral("env -i \"PATH=$PATH\" $1 600 &\n"
-                                               "system=$!\n"
-                                               "until read -r name </proc/$system/comm && [ \"$name\" = rtexec ]; do\n"
-                                               "    [ -d /proc/$system ] || exit 127\n"
-                                               "done\n"
-                                               "shift && exec \"$@\"");
+const QString WITH_A_SYSTEM = QStringLiteral("env -i \"PATH=$PATH\" $1 600 &\n"
+                                             "system=$!\n"
+                                             "until read -r name </proc/$system/comm && [ \"$name\" = rtexec ]; do\n"
+                                             "    [ -d /proc/$system ] || exit 127\n"
+                                             "done\n"
+                                             "shift && exec \"$@\"");
 
 const QStringList OWN_PROCESSES = {"--pid", "--fork", "--kill-child", "--mount-proc"};
 
@@ -167,18 +167,28 @@ private slots:
         QCOMPARE(release.program.runningSystemQueries(), 1);
     }
 
+    void checkIsShownBeforeTheDownloadsEnd_data()
+    {
+        const Rows<QByteArray, QByteArray, QByteArray> row("systems", "shown", "rest");
+        row("no running system", {}, REPORT + NO_CONFLICT, {});
+        row("running system", runningSystem(), REPORT + CHECK, systemDetected() + ALLOWED_TO_CONTINUE);
+    }
+
     // Also when standard output is a file or a pipe, which is buffered.
     void checkIsShownBeforeTheDownloadsEnd()
     {
+        QFETCH(QByteArray, systems);
+        QFETCH(QByteArray, shown);
+        QFETCH(QByteArray, rest);
         ServedRelease release;
+        release.program.runningSystems(systems);
         const QByteArray archive = archiveOf(release.installation.path("patched/P1"), {});
         release.server.answer("/5.9/P1.tar", FakePatchServer::Answer::body(archive).held());
         const auto session = release.start({"-Q"});
         QTRY_COMPARE(release.server.requestedPaths(), (QList<QByteArray>{"/5.9/", "/5.9/P1.tar"}));
-        const QByteArray shown = REPORT + NO_CONFLICT;
         QVERIFY2(session->waitForOutput(shown), session->output());
         release.server.release("/5.9/P1.tar");
-        compareRun(session->finish(), 0, shown + INSTALLATION);
+        compareRun(session->finish(), 0, shown + rest + INSTALLATION);
     }
 
     void systemOfUnknownReleaseIsAConflict_data()
@@ -211,7 +221,7 @@ private slots:
 
         Program program("unshare");
         program.tavrin(release.installation.path()).path(copies.path() + ":/usr/bin:/bin").unset("LD_PRELOAD");
-        const QStringList words = OWN_PROCESSES + blind + QStringList{"sh", "-c", BESIDE_A_SYSTEM, "sh", system};
+        const QStringList words = OWN_PROCESSES + blind + QStringList{"sh", "-c", WITH_A_SYSTEM, "sh", system};
         compareRun(program.run(words + QStringList{programPath(), "-t", "-n", release.source.url()}), 0,
                    dryRun("5.9", conflict ? conflictWith("5.9") : noSystemDetected()));
     }

@@ -58,7 +58,7 @@ struct Release : InstallableRelease
 using Preparation = std::function<void(Release&)>;
 
 const Preparation AS_IT_IS([](Release&) {});
-const Preparation BESIDE_A_SYSTEM([](Release& r) { r.program.runningSystems(runningSystem()); });
+const Preparation WITH_A_SYSTEM([](Release& r) { r.program.runningSystems(runningSystem()); });
 
 // What every run looks up for its command line.
 const QStringList COMMAND_LINE =
@@ -155,15 +155,15 @@ private slots:
             MAILED + QStringList{"Failed to start system command: %1"}, [](Release& r) { r.program.path("/nowhere"); });
 
         row("dry run", {"-n"}, DRY_RUN, AS_IT_IS);
-        row("dry run beside a system", {"-n"},
+        row("dry run with a running system", {"-n"},
             CONFLICT + DRY_STEPS + QStringList{MUST_STOP, "Continuing to show proposed course of action ...\n\n"},
-            BESIDE_A_SYSTEM);
-        row("run beside a system", {}, CONFLICT + QStringList{MUST_STOP, "\nExiting"}, BESIDE_A_SYSTEM);
-        row("-Q beside a system", {"-Q"},
+            WITH_A_SYSTEM);
+        row("run with a running system", {}, CONFLICT + QStringList{MUST_STOP, "\nExiting"}, WITH_A_SYSTEM);
+        row("-Q with a running system", {"-Q"},
             CONFLICT + QStringList{"-Q option: continuing ...\n\n"} + FROM_DOWNLOAD +
                 QStringList{"System command '%1' failed:\n"},
             [](Release& r) {
-                BESIDE_A_SYSTEM(r);
+                WITH_A_SYSTEM(r);
                 r.installation.without("bin/bsdtar");
             });
         row("answer no", {}, ASKED + QStringList{"\nExiting"}, [](Release& r) { r.program.input("n\n"); });

@@ -15,7 +15,7 @@ class TstWindow : public ShownWindowTest
 private slots:
     // An OpenGL library that Qt unloads at the end is a leak without a name for the sanitizer; a theme or a style
     // changes the look of the window.
-    void windowLoadsNothingOfTheMachinesDesktop()
+    void windowLoadsNoDesktopPlugins()
     {
         program->unset("TAVRIN");
         screen->open(program->start({"file:///nowhere/"}), "Update Tavrin version ''");
@@ -79,7 +79,7 @@ private slots:
             w.click(progressText);
             w.press({"Tab", "Tab", "space"});
         });
-        both("closed in its frame", [](WindowOnDisplay& w) { w.display.close(w.window); });
+        both("closed by the window manager", [](WindowOnDisplay& w) { w.display.close(w.window); });
     }
 
     void everyWayToQuitEndsWithStatusZero()

@@ -118,7 +118,7 @@ private slots:
         QCOMPARE(server->requestedPaths(), (Paths{"/", "/P1.tar"}));
     }
 
-    void conflictThatGoesAwayFreesTheButton()
+    void conflictThatEndsEnablesTheButton()
     {
         offer({"P1"});
         program->runningSystems(runningSystem());

@@ -209,18 +209,13 @@ QString FillComparison::wholeDifference()
     return ofTrees + differenceOfPlaces();
 }
 
-void FillComparison::forgetPatches()
-{
-    logic.requestUpdatesList(); // without an address no list is read
-}
-
 QString FillComparison::differenceOnRefill(const PatchList& former, int stepsFromEnd, bool viaEmptyTree,
                                            const PatchList& list)
 {
     for (Window* each : {&plain, &quick}) {
         each->tree->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded); // as in a new window
     }
-    forgetPatches();
+    logic.requestUpdatesList(); // clears the list; without an address none is read
     add(former);
     fill();
     QCoreApplication::processEvents();
@@ -230,7 +225,7 @@ QString FillComparison::differenceOnRefill(const PatchList& former, int stepsFro
         quick.tree->clear();
         QCoreApplication::processEvents();
     }
-    forgetPatches();
+    logic.requestUpdatesList();
     add(list);
     fill();
     const QString atOnce = difference();

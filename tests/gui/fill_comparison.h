@@ -25,6 +25,8 @@ struct PatchList
     Descriptions descriptions;
 };
 
+Q_DECLARE_METATYPE(PatchList)
+
 /** "12 patches, the first 3 applied, mixed". */
 QByteArray describe(const PatchList& list);
 
@@ -74,7 +76,6 @@ private:
         QTreeWidget* tree;
     };
 
-    void forgetPatches();
     void fillPlainly();
 
     TavrinUpdateBusinessLogic logic;

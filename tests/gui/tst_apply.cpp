@@ -102,11 +102,9 @@ private slots:
                 FINISHED,
             {"P1 N"});
         row("page script fails", good,
-            [](FakeInstallation& damaged) {
-                damaged.withFile("bin/ozna_installed_patches", "die \"no page today\\n\";\n");
-            },
+            [](FakeInstallation& damaged) { damaged.withFile("bin/ozna_installed_patches", "die \"no page\\n\";\n"); },
             QStringList{START, downloaded("P1.tar"), INSTALL} + unpacked("P1") +
-                QStringList{logged(PAGE), "fail:no page today\n", logged(RESTART_NOTICE), "status"},
+                QStringList{logged(PAGE), "fail:no page\n", logged(RESTART_NOTICE), "status"},
             {"P1 Y"});
     }
 

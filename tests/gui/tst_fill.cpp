@@ -8,8 +8,6 @@
 
 #include <set>
 
-Q_DECLARE_METATYPE(PatchList)
-
 class TstFill : public Test
 {
     Q_OBJECT
@@ -51,7 +49,7 @@ private slots:
         windows.setVisible(shown);
         QCoreApplication::processEvents();
 
-        // The second and third list replace an earlier one, perhaps with a visible scroll bar.
+        // The second and third list replace an earlier one, which may have left a scroll bar.
         for (const int more : {0, 5, 0}) {
             PatchList added = list;
             added.count = more;

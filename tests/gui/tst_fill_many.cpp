@@ -6,8 +6,6 @@
 
 #include <QApplication>
 
-Q_DECLARE_METATYPE(PatchList)
-
 class TstFillMany : public Test
 {
     Q_OBJECT

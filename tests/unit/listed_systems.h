@@ -26,7 +26,7 @@ QByteArray textOf(const char (&field)[size])
     return length < size ? QByteArray(field, static_cast<int>(length)) : QByteArray("(a field without its NUL)");
 }
 
-/** The library's answer as text, one line per record; "inconsistent" when its array and its count contradict. */
+/** The library's answer as text, one line per record; "inconsistent" when its array does not match its count. */
 inline QByteArray answer()
 {
     Pidrtsys* systems = nullptr;

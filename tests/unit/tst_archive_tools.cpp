@@ -114,10 +114,10 @@ private slots:
         const QString first = "log:Executing system command: gunzip /opt/tavrin/5.9/patches/p1.tar.gz";
         const QString last = "log:Executing system command: /opt/tavrin/5.9/bin/bsdtar -xvPf "
                              "/opt/tavrin/5.9/patches/p1.tar.gz";
-        row("not verbose", false, "said\n", "complained\n", {});
+        row("not verbose", false, "output\n", "error\n", {});
         row("verbose without output", true, {}, {}, {first, last});
-        row("verbose with output", true, "said\n", {}, {first, "log:said\n", "log:Continuing...", last});
-        row("verbose with errors", true, "said\n", "complained", {first, "log:complained", "log:Continuing...", last});
+        row("verbose with output", true, "output\n", {}, {first, "log:output\n", "log:Continuing...", last});
+        row("verbose with errors", true, "output\n", "error", {first, "log:error", "log:Continuing...", last});
     }
 
     void decompressorOutputIsShownOnlyWhenVerbose()

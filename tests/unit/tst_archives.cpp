@@ -34,7 +34,7 @@ private slots:
         window.logic.determinePatchesApplied();
         const QStringList paths{window.archivePath("C.tar.gz"), window.archivePath("sub/A%201.tar")};
         QCOMPARE(archivesOf(window), paths);
-        QCOMPARE(window.logic.getPatchName(), QString(" ")); // the cursor is behind the last patch
+        QCOMPARE(window.logic.getPatchName(), QString(" ")); // the cursor is after the last patch
         QCOMPARE(archivesOf(window, {QFileInfo("/tmp/other.tar")}), QStringList{"/tmp/other.tar"} + paths);
     }
 

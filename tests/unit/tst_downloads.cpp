@@ -156,7 +156,7 @@ private slots:
         QCOMPARE(window.events.size(), 3);
         QCOMPARE(window.tools.callLines(), QStringList());
         QCOMPARE(window.installation.tree(), before);
-        QCOMPARE(window.logic.getPatchName(), QString(" ")); // the cursor is behind the last patch
+        QCOMPARE(window.logic.getPatchName(), QString(" ")); // the cursor is after the last patch
     }
 
     void dryRunAloneDecidesOnTheHeading_data()
@@ -258,7 +258,7 @@ private slots:
         QVERIFY(window.stored("P1.tar") == body);
     }
 
-    void installationFollowsTheListNotTheDownloads()
+    void installationHasTheOrderOfTheList()
     {
         DownloadWindow window;
         window.offer("P1.tar", Answer::body("one").after("/5.9/P2.tar"));
@@ -312,7 +312,7 @@ private slots:
         QCOMPARE(window.stored("P1.tar"), QByteArray("slow"));
     }
 
-    void localSourceIsReadTheSameWay()
+    void patchesOfALocalSourceAreInstalled()
     {
         LocalSource source{PatchPage()};
         source.withFile("P1.tar", "one").withFile("P 2.tar", "two");

@@ -146,7 +146,7 @@ private slots:
         QFETCH(int, status);
         QFETCH(QByteArray, script);
         MailingWindow window;
-        window.recordPerl(FakeTool::running("echo said; echo cannot send >&2; " + script, status));
+        window.recordPerl(FakeTool::running("echo output; echo cannot send >&2; " + script, status));
         QCOMPARE(window.logic.emailPatchInfo(REPORT), QString());
         QCOMPARE(window.tools.calls().size(), 1);
         QCOMPARE(window.events, QStringList());

@@ -200,7 +200,7 @@ private slots:
         const auto openDescriptors = [] {
             return QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System).size();
         };
-        QCOMPARE(recordOf(living).pid, living.pid()); // the first call may open the user database for good
+        QCOMPARE(recordOf(living).pid, living.pid()); // the first call may leave the user database open
         const int before = openDescriptors();
         QCOMPARE(recordOf(living).pid, living.pid());
         QCOMPARE(openDescriptors(), before);

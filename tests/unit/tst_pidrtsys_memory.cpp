@@ -13,7 +13,8 @@
 
 #include <sys/resource.h>
 
-#ifndef __SANITIZE_ADDRESS__     // where the sanitizer's operators watch every block
+// The sanitizer needs its own operators to watch every block.
+#ifndef __SANITIZE_ADDRESS__
 static int allocationsLeft = -1; // negative: no limit
 
 void* operator new(std::size_t size)

@@ -25,7 +25,7 @@ const QList<QPair<QByteArray, QByteArrayList>> NAMELESS_ENVIRONMENTS = {
 // Prints the library's answer to another user.
 int lookAs(uid_t user)
 {
-    // Another user makes the process undumpable, but the sanitizer's leak check needs a dumpable one.
+    // A change of the user makes the process undumpable, but the sanitizer's leak check needs a dumpable one.
     if (setgroups(0, nullptr) != 0 || setresuid(user, user, user) != 0 || prctl(PR_SET_DUMPABLE, 1) != 0) {
         return 1;
     }
@@ -98,7 +98,7 @@ private slots:
         row("not below it", "/usr/lib/rtexec", {}, {});
         row("name alone", "rtexec", {}, {});
         row("name alone, caller with a release", "rtexec", "/opt/tavrin/5.9", "5.9");
-        row("beside the releases", "/opt/tavrin/rtexec", {}, {});
+        row("in the directory of the releases", "/opt/tavrin/rtexec", {}, {});
         row("release itself", "/opt/tavrin/5.9/", {}, {});
         row("releases alone", "/opt/tavrin/", {}, {});
         row("longer name", "/opt/tavrinx/5.9/bin/rtexec", {}, {});

@@ -110,7 +110,7 @@ private slots:
         row("other letter case", "patched/PATCH1", "NNN");
         row("directory", "patched/Patch1/", "NNN");
         row("hidden file", "patched/.Patch1", "NNN");
-        row("beside the directory", "Patch1", "NNN");
+        row("outside of the directory", "Patch1", "NNN");
     }
 
     void markerFilesDecideWhatIsApplied()

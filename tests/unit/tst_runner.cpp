@@ -33,7 +33,7 @@ private slots:
         const QStringList printHex{"-e", "binmode STDIN; local $/; my $in = <STDIN>; print unpack('H*', $in)"};
         row("plain input", "perl", printHex, "ab\n", "61620a");
         row("input in Latin-1", "perl", printHex, accents, "e9ff");
-        row("input beyond Latin-1", "perl", printHex, QString::fromUtf8("a\xe2\x82\xac\xc5\x82z"), "613f3f7a");
+        row("input that is not Latin-1", "perl", printHex, QString::fromUtf8("a\xe2\x82\xac\xc5\x82z"), "613f3f7a");
         row("input up to its NUL", "perl", printHex, QString("ab%1cd").arg(QChar(0)), "6162");
         row("input that begins with NUL", "perl", printHex, QString("%1cd").arg(QChar(0)), "");
 
@@ -80,7 +80,7 @@ private slots:
     void nothingIsShownWhenNotVerbose()
     {
         const RunnerWindow window;
-        window.shell("echo said; echo complained >&2");
+        window.shell("echo output; echo error >&2");
         window.run("/nowhere/program", {});
         window.run("/nowhere/program", {}, "text");
         QCOMPARE(window.events, QStringList());
@@ -100,10 +100,10 @@ private slots:
     void outputIsStandardErrorOrElseStandardOutput_data()
     {
         const Rows<QString, QString> row("script", "output");
-        row("standard output", "echo said", "said\n");
-        row("standard error", "echo complained >&2", "complained\n");
-        row("both", "echo said; echo complained >&2; echo again", "complained\n");
-        row("only a line break on standard error", "echo said; echo >&2", "\n");
+        row("standard output", "echo output", "output\n");
+        row("standard error", "echo error >&2", "error\n");
+        row("both", "echo output; echo error >&2; echo again", "error\n");
+        row("only a line break on standard error", "echo output; echo >&2", "\n");
         row("nothing", ":", "");
         row("white space is kept", "printf ' a \\n\\n'", " a \n\n");
         row("UTF-8 on standard output", "printf '\\303\\251'", QString::fromUtf8("\xc3\xa9"));
@@ -132,14 +132,13 @@ private slots:
     void onlyExitCodeZeroIsASuccess_data()
     {
         const Rows<QString, PipeOutcome> row("script", "outcome");
-        row("0", "echo said; exit 0", success("said\n"));
+        row("0", "echo output; exit 0", success("output\n"));
         for (const char* code : {"1", "2", "127", "128", "255"}) {
-            row(code, QString("echo said; exit %1").arg(code), failure("said\n"));
+            row(code, QString("echo output; exit %1").arg(code), failure("output\n"));
         }
         row("killed", "kill -KILL $$", failure(""));
-        row("killed after standard output", "echo said; kill -KILL $$", failure("said\n"));
-        row("terminated after standard error", "echo said; echo complained >&2; kill -TERM $$",
-            failure("complained\n"));
+        row("killed after standard output", "echo output; kill -KILL $$", failure("output\n"));
+        row("terminated after standard error", "echo output; echo error >&2; kill -TERM $$", failure("error\n"));
     }
 
     void onlyExitCodeZeroIsASuccess()

@@ -33,7 +33,7 @@ public:
     }
 
     QString initialized;
-    QString said;
+    QString message;
     QByteArray output = "left from before";
     qint64 waited = 0;
     bool shellIsGone = false; // the one that hangs; also false when it was never started
@@ -45,7 +45,7 @@ protected:
         QElapsedTimer clock;
         clock.start();
         // The shell prints a line, writes its process id to a file, ignores SIGTERM and hangs.
-        said = call(logic, {"-c", "echo said; echo $$ >" + file + "; trap '' TERM; exec sleep 600"}, output);
+        message = call(logic, {"-c", "echo output; echo $$ >" + file + "; trap '' TERM; exec sleep 600"}, output);
         waited = clock.elapsed();
         const pid_t pid = contentOf(file).trimmed().toInt();
         shellIsGone = pid > 0 && ::kill(pid, 0) == -1 && errno == ESRCH;
@@ -112,7 +112,7 @@ private slots:
 
     void hangingProgramIsKilled_data()
     {
-        const Rows<QString> row("said");
+        const Rows<QString> row("message");
         const QString failed = "System command '/bin/sh' failed:\n  Process operation timed out";
         const QString incomplete = "System command did not complete\n'/bin/sh'\nProcess operation timed out";
         row("no input", failed);
@@ -124,7 +124,7 @@ private slots:
     void hangingProgramIsKilled()
     {
         const SlowCall& call = *calls.at(QTest::currentDataTag());
-        QTEST(call.said, "said");
+        QTEST(call.message, "message");
         QVERIFY2(call.waited >= 30000 && call.waited < 40000, qPrintable(QString::number(call.waited)));
         QCOMPARE(call.output, QByteArray("left from before"));
         QVERIFY(call.shellIsGone);
@@ -138,7 +138,7 @@ private slots:
     void limitsOfAChainDoNotAddUp()
     {
         const SlowCall& call = *calls.at("long chain");
-        QCOMPARE(call.said, QString());
+        QCOMPARE(call.message, QString());
         QCOMPARE(call.output, QByteArray("first\nsecond\n"));
     }
 

@@ -240,7 +240,7 @@ private slots:
         QFETCH(QByteArray, path);
         QFETCH(QByteArray, output);
         const FakeInstallation installed("5.9");
-        const FakeInstallation beside("5.8");
+        const FakeInstallation other("5.8");
         const FakeInstallation named("beta");
         FakePatchServer server(80);
         server.answer(path, FakePatchServer::Answer::body(PatchPage().html()));

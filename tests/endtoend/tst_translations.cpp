@@ -50,7 +50,7 @@ struct Release : InstallableRelease
     }
 
     using InstallableRelease::url;
-    FakeInstallation beside{"5.8"};
+    FakeInstallation other{"5.8"};
     FakePatchServer server;
     FakeTools tools;
 };
@@ -145,8 +145,8 @@ private slots:
         row("nothing missing", {}, REPORT + QStringList{"No new patches"},
             [](Release& r) { r.installation.withPatched("P1"); });
         row("installation of no release", {"-l"}, {" Tavrin Unreleased ", "Not Installed"}, [](Release& r) {
-            QVERIFY(QFile::link(r.installation.path(), r.beside.path("dev")));
-            r.program.tavrin(r.beside.path("dev"));
+            QVERIFY(QFile::link(r.installation.path(), r.other.path("dev")));
+            r.program.tavrin(r.other.path("dev"));
         });
         row("mail", {"-m", "root@host.test"}, MAILED, [](Release& r) { r.addTool("perl"); });
         row("mail, verbose", {"-v", "-m", "root@host.test"}, MAILED + QStringList{EXECUTING},

@@ -146,7 +146,7 @@ private slots:
         const Rows<QString, QString> row("directory", "failure");
         row("TAVRIN not set", {}, "\nTAVRIN environment variable is not set.\n");
         row("no such release", "/opt/tavrin/0.0", "TAVRIN directory is invalid\n/opt/tavrin/0.0\n");
-        row("elsewhere", "/usr",
+        row("non-standard location", "/usr",
             "tavrin_update cannot install patches for TAVRIN in non-standard location\n"
             "'/usr'\nYou must copy and install by hand");
     }

@@ -100,11 +100,11 @@ private slots:
     void trialPatchIsShownOnlyAlone_data()
     {
         const Rows<QStringList, QStringList> row("listed", "shown");
-        row("no patch at all", {}, {});
+        row("no patch", {}, {});
         row("ordinary patches", {"P1", "P2"}, {"P1 N", "P2 N"});
         row("alone", {"TrialPatch"}, {"TrialPatch N"});
         row("together with another", {"P1", "TrialPatch"}, {"P1 N"});
-        row("two of the kind", {"TrialPatch", "TrialPatch"}, {});
+        row("two trial patches", {"TrialPatch", "TrialPatch"}, {});
         row("other letter case", {"tRIALpATCH", "P1"}, {"P1 N"});
         row("longer name", {"trialpatch_7", "P1"}, {"P1 N"});
         row("name that only contains it", {"MyTrialPatch", "P1"}, {"MyTrialPatch N", "P1 N"});

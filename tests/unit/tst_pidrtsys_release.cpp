@@ -46,7 +46,7 @@ private slots:
         row("plain", {"TAVRIN=/opt/tavrin/5.9"}, "5.9");
         row("trailing slash", {"TAVRIN=/opt/tavrin/5.9/"}, "5.9");
         row("several trailing slashes", {"TAVRIN=/opt/tavrin/5.9///"}, "5.9");
-        row("elsewhere", {"TAVRIN=/home/me/5.9p"}, "5.9p");
+        row("another directory", {"TAVRIN=/home/me/5.9p"}, "5.9p");
         row("without a slash", {"TAVRIN=DEV"}, "DEV");
         row("trailing space", {"TAVRIN=/opt/tavrin/5.9 "}, "5.9 ");
         row("not ASCII", {"TAVRIN=/opt/tavrin/5.9\xc3\xa9"}, "5.9\xc3\xa9");
@@ -141,7 +141,7 @@ private slots:
         const QByteArrayList nothing = {"LANG=C"};
         row("caller: trailing slash", nothing, "rtexec", "/opt/tavrin/5.9/", {});
         row("caller: without a slash", nothing, "rtexec", "DEV", "DEV");
-        row("caller: elsewhere", nothing, "rtexec", "/home/me/5.9 p", "5.9 p");
+        row("caller: another directory", nothing, "rtexec", "/home/me/5.9 p", "5.9 p");
         row("caller: not ASCII", nothing, "rtexec", "/opt/tavrin/5.9\xc3\xa9", "5.9\xc3\xa9");
         row("caller: empty", nothing, "rtexec", "", {});
         row("caller: unset", nothing, "rtexec", {}, {});

@@ -10,8 +10,6 @@
 
 using Answer = FakePatchServer::Answer;
 
-Q_DECLARE_METATYPE(FakePatchServer::Answer)
-
 namespace {
 
 QByteArray archiverMessage(const QString& archive)

@@ -9,8 +9,6 @@
 
 using Answer = FakePatchServer::Answer;
 
-Q_DECLARE_METATYPE(FakePatchServer::Answer)
-
 namespace {
 
 const QByteArray ENTRY = "<li><a href=\"p.tar\">P1 1 May 2020</a></li><blockquote>text</blockquote>";

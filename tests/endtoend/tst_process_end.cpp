@@ -10,8 +10,6 @@
 
 using Answer = FakePatchServer::Answer;
 
-Q_DECLARE_METATYPE(FakePatchServer::Answer)
-
 namespace {
 
 // Less than the 5 seconds for which Qt waits for a thread; in milliseconds.

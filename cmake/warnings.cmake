@@ -4,15 +4,25 @@ include_guard()
 include(CheckCXXCompilerFlag)
 include(CheckCXXSourceCompiles)
 
+# Whether the compiler (kind "compile") or the linker ("link") knows all of the options; CMake keeps the result.
+function(tavrin_try_options kind result)
+    if("${kind}" STREQUAL "compile")
+        check_cxx_compiler_flag("${ARGN}" ${result})
+    else() # not check_linker_flag, which came with CMake 3.18
+        set(CMAKE_REQUIRED_LINK_OPTIONS ${ARGN})
+        check_cxx_source_compiles("int main() { return 0; }" ${result})
+    endif()
+endfunction()
+
 # The options are first tried all together, which is quicker, and one by one only when that fails.
-function(tavrin_keep_compile_options variable)
-    string(MD5 hash "${ARGN}") # CMake keeps the result, and the list may change
-    check_cxx_compiler_flag("${ARGN}" HAS_ALL_OPTIONS_${hash})
+function(tavrin_keep_options kind variable)
+    string(MD5 hash "${ARGN}") # the list may change after its result was kept
+    tavrin_try_options(${kind} HAS_ALL_OPTIONS_${hash} ${ARGN})
     set(known ${ARGN})
     if(NOT HAS_ALL_OPTIONS_${hash})
         foreach(option ${ARGN})
             string(MAKE_C_IDENTIFIER "HAS${option}" result)
-            check_cxx_compiler_flag(${option} ${result})
+            tavrin_try_options(${kind} ${result} ${option})
             if(NOT ${result})
                 list(REMOVE_ITEM known ${option})
             endif()
@@ -21,30 +31,11 @@ function(tavrin_keep_compile_options variable)
     set(${variable} ${known} PARENT_SCOPE)
 endfunction()
 
-# Not check_linker_flag, which came with CMake 3.18.
-function(tavrin_keep_link_options variable)
-    string(MD5 hash "${ARGN}")
-    set(CMAKE_REQUIRED_LINK_OPTIONS ${ARGN})
-    check_cxx_source_compiles("int main() { return 0; }" HAS_ALL_OPTIONS_${hash})
-    set(known ${ARGN})
-    if(NOT HAS_ALL_OPTIONS_${hash})
-        foreach(option ${ARGN})
-            string(MAKE_C_IDENTIFIER "HAS${option}" result)
-            set(CMAKE_REQUIRED_LINK_OPTIONS ${option})
-            check_cxx_source_compiles("int main() { return 0; }" ${result})
-            if(NOT ${result})
-                list(REMOVE_ITEM known ${option})
-            endif()
-        endforeach()
-    endif()
-    set(${variable} ${known} PARENT_SCOPE)
-endfunction()
-
-tavrin_keep_compile_options(tavrin_compile_options
+tavrin_keep_options(compile tavrin_compile_options
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual
     -Wsuggest-override -Wmissing-declarations
     -fstack-protector-strong -fstack-clash-protection -fcf-protection)
-tavrin_keep_link_options(tavrin_link_options -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
+tavrin_keep_options(link tavrin_link_options -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack -Wl,--as-needed)
 
 # What is built names its sources relative to the project, so it does not depend on where the project is. The compiler
 # uses the map given last. A build folder inside the project keeps its relative place, so a debugger started in the

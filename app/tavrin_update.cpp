@@ -1,19 +1,23 @@
 // The entry of the program: it chooses the mode, reads the command line, has the installation checked and starts the
 // event loop, where everything else happens. Required: the mode is decided twice, and the two can differ. A literal
-// "-t" decides whether the program needs a display, the parsed options decide whether a window opens. What happens when
-// the process ends is here as well, and nowhere else.
+// "-t" decides whether the program needs a display, the parsed options decide whether a window opens. Everything that
+// needs a display is in the module of the window, which is loaded here. What happens when the process ends is here as
+// well, and nowhere else.
 #include "tavrin_update.h"
 
-#include "tavrin_update_mainwindow.h"
+#include "tavrin_update_config.h"
+#include "tavrin_update_windowfactory.h"
 
-#include <QApplication>
 #include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QJsonObject>
+#include <QPluginLoader>
 #include <QScopedPointer>
 #include <QTimer>
 
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -27,12 +31,13 @@ extern "C" { // the header is written for C alone
 }
 #endif
 
+#pragma weak linkedWindowFactory // only in a program that is linked to the library of the window
+
 namespace {
 
 // Ends the process with the status that exit() was given, without any cleanup.
 void endWithoutCleanup(int status, void* /*unused*/)
 {
-    std::cout.flush();
     std::fflush(stdout); // standard error is not buffered
 #ifdef __SANITIZE_ADDRESS__
     __lsan_do_leak_check(); // usually done by the part of exit() that is left out
@@ -74,6 +79,47 @@ void occupyClosedStandardStreams()
     }
 }
 
+// Ends the process with a line on standard error that says why no window can open and what works without it.
+[[noreturn]] void failWithoutWindow(const QString& reason)
+{
+    const QString line = QCoreApplication::translate("main", "tavrin_update: %1; option -t works without the window");
+    std::fprintf(stderr, "%s\n", line.arg(reason).toLocal8Bit().constData());
+    std::exit(1);
+}
+
+// Loads the module of the window, for good. It is only looked for beside the program itself. A module of another
+// version calls other functions of the program, so its version is read from the file before any of it runs.
+const TavrinUpdateWindowFactory* loadWindowFactory()
+{
+    const QDir programFolder = QFileInfo(QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget()).dir();
+    const QString path = QDir::cleanPath(programFolder.filePath(QStringLiteral(TAVRIN_UPDATE_MODULE)));
+    if (!QFileInfo::exists(path)) {
+        failWithoutWindow(
+            QCoreApplication::translate("main", "the window is not installed (package tavrin-update-gui)"));
+    }
+    QPluginLoader module(path);
+    const QString version =
+        module.metaData().value(QStringLiteral("MetaData")).toObject()[QLatin1String("version")].toString();
+    if (!version.isEmpty() && version != QLatin1String(TAVRIN_UPDATE_VERSION)) {
+        failWithoutWindow(
+            QCoreApplication::translate("main", "the window in %1 is of version %2, not " TAVRIN_UPDATE_VERSION)
+                .arg(path, version));
+    }
+    const auto* factory = qobject_cast<TavrinUpdateWindowFactory*>(module.instance());
+    if (factory == nullptr) {
+        failWithoutWindow(
+            QCoreApplication::translate("main", "the window cannot be loaded (%1)").arg(module.errorString()));
+    }
+    return factory;
+}
+
+const TavrinUpdateWindowFactory& windowFactory()
+{
+    static const TavrinUpdateWindowFactory* factory =
+        linkedWindowFactory != nullptr ? linkedWindowFactory() : loadWindowFactory();
+    return *factory;
+}
+
 } // namespace
 
 bool isTerminal(int argc, char** argv)
@@ -89,7 +135,7 @@ bool isTerminal(int argc, char** argv)
 QCoreApplication* createApplication(bool terminal, int& argc, char** argv)
 {
     if (!terminal) {
-        return new QApplication(argc, argv);
+        return windowFactory().createApplication(argc, argv);
     }
     auto* app = new QCoreApplication(argc, argv);
     // A terminal run needs none of Qt's plugins. The first network request would load those that watch the network
@@ -173,9 +219,7 @@ int main(int argc, char** argv)
 
     QTimer::singleShot(0, &businessLogic, SLOT(execute()));
     if (!options.terminal) {
-        // The window is never deleted: every way of leaving it ends the process.
-        auto* window = new TavrinUpdateMainWindow(businessLogic, nullptr);
-        window->show();
+        windowFactory().showWindow(businessLogic);
     }
     return QCoreApplication::exec();
 }

@@ -5,9 +5,22 @@
 
 #include <QHostInfo>
 
+#include <cstdio>
 #include <cstdlib>
-#include <iostream>
-#include <string>
+
+namespace {
+
+// Reads the next line of standard input; returns its first character, or EOF at the end of the input.
+int firstCharacterOfNextLine()
+{
+    const int first = std::getchar();
+    for (int character = first; character != '\n' && character != EOF;) {
+        character = std::getchar();
+    }
+    return first;
+}
+
+} // namespace
 
 void TavrinUpdateBusinessLogic::presentPatchList()
 {
@@ -95,10 +108,8 @@ void TavrinUpdateBusinessLogic::allowUserToCancel(QString prompt) const
         return;
     }
     presentLine(prompt);
-    std::string answer;
     // Required: the end of the input means yes, for a run that was started without anyone to ask.
-    while (std::getline(std::cin, answer)) {
-        const char first = answer.empty() ? '\0' : answer.front();
+    for (int first = firstCharacterOfNextLine(); first != EOF; first = firstCharacterOfNextLine()) {
         if (first == 'n' || first == 'N') {
             presentLine(tr("\nExiting"));
             std::exit(0);

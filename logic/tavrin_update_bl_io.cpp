@@ -9,13 +9,18 @@
 #include <QUrl>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
-#include <iostream>
 
 namespace {
 
 // How long one program may take to start, and how long to finish.
 constexpr int TIME_LIMIT_MS = 30000;
+
+void writeTo(FILE* stream, const QByteArray& bytes)
+{
+    std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), stream);
+}
 
 QString separatedByBlanks(const QStringList& arguments)
 {
@@ -107,8 +112,7 @@ QString failureReason(const QNetworkReply& reply)
 void TavrinUpdateBusinessLogic::presentText(const QString& text) const
 {
     if (options.terminal) {
-        const QByteArray bytes = text.toLocal8Bit();
-        std::cout.write(bytes.constData(), bytes.size());
+        writeTo(stdout, text.toLocal8Bit());
         return;
     }
     // The progress log adds a line break to every text.
@@ -118,14 +122,14 @@ void TavrinUpdateBusinessLogic::presentText(const QString& text) const
 void TavrinUpdateBusinessLogic::presentLine(const QString& line) const
 {
     presentText(line + QLatin1Char('\n'));
-    std::cout.flush();
+    std::fflush(stdout);
 }
 
 void TavrinUpdateBusinessLogic::failWithMessage(QString message) const
 {
     if (options.terminal) {
-        const QByteArray bytes = message.toLatin1();
-        std::cerr.write(bytes.constData(), bytes.size()) << std::endl;
+        std::fflush(stdout);
+        writeTo(stderr, message.toLatin1() + '\n');
         std::exit(1);
     }
     emit processFailed(message);

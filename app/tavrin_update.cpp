@@ -10,6 +10,7 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 #include <QJsonObject>
 #include <QPluginLoader>
@@ -91,19 +92,19 @@ void occupyClosedStandardStreams()
 // version calls other functions of the program, so its version is read from the file before any of it runs.
 const TavrinUpdateWindowFactory* loadWindowFactory()
 {
-    const QDir programFolder = QFileInfo(QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget()).dir();
-    const QString path = QDir::cleanPath(programFolder.filePath(QStringLiteral(TAVRIN_UPDATE_MODULE)));
+    const QString program = QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget(); // empty without /proc
+    const QString path = program.isEmpty() ? QString() : QFileInfo(program).dir().filePath(TAVRIN_UPDATE_MODULE);
     if (!QFileInfo::exists(path)) {
         failWithoutWindow(
             QCoreApplication::translate("main", "the window is not installed (package tavrin-update-gui)"));
     }
     QPluginLoader module(path);
-    const QString version =
-        module.metaData().value(QStringLiteral("MetaData")).toObject()[QLatin1String("version")].toString();
-    if (!version.isEmpty() && version != QLatin1String(TAVRIN_UPDATE_VERSION)) {
+    const QJsonObject description = module.metaData();
+    const QString version = description[QLatin1String("MetaData")].toObject()[QLatin1String("version")].toString();
+    if (!description.isEmpty() && version != QLatin1String(TAVRIN_UPDATE_VERSION)) {
         failWithoutWindow(
-            QCoreApplication::translate("main", "the window in %1 is of version %2, not " TAVRIN_UPDATE_VERSION)
-                .arg(path, version));
+            QCoreApplication::translate("main", "the installed window is of another version (%1 instead of %2)")
+                .arg(version, QStringLiteral(TAVRIN_UPDATE_VERSION)));
     }
     const auto* factory = qobject_cast<TavrinUpdateWindowFactory*>(module.instance());
     if (factory == nullptr) {

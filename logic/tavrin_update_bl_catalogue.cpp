@@ -5,10 +5,99 @@
 
 #include "tavrin_update_systeminfo.h"
 
+#include <QFile>
 #include <QSet>
 #include <QXmlStreamReader>
 
+#include <bitset>
+#include <memory>
 #include <utility>
+
+#include <dirent.h>
+
+namespace {
+
+// A copy of the exact size. QStringRef::toString() can return the reader's whole buffer with the room that it has for
+// longer texts.
+QString copyOf(const QStringRef& text)
+{
+    return QString(text.data(), text.size());
+}
+
+// Tells, for most names that are not in the list of patches, that they are not. An installation can have many more
+// markers than the list has patches; reading their names is quick, but decoding and keeping each one is not.
+class ListedNames
+{
+public:
+    void add(const QString& name)
+    {
+        std::size_t key = 0;
+        for (const QChar character : name) {
+            key = nextKey(key, character.unicode());
+            isAscii = isAscii && character.unicode() < 0x80;
+        }
+        keys.set(key);
+    }
+
+    bool mayContain(const char* name) const
+    {
+        std::size_t key = 0;
+        for (const char* byte = name; *byte != '\0'; ++byte) {
+            key = nextKey(key, static_cast<unsigned char>(*byte));
+        }
+        return !isAscii || keys.test(key); // other characters have other bytes in the name of a file
+    }
+
+private:
+    static constexpr std::size_t SIZE = 1 << 16;
+
+    static std::size_t nextKey(std::size_t key, std::size_t character)
+    {
+        return (key * 31 + character) % SIZE;
+    }
+
+    std::bitset<SIZE> keys;
+    bool isAscii = true;
+};
+
+struct DirectoryCloser
+{
+    void operator()(DIR* directory) const
+    {
+        closedir(directory);
+    }
+};
+
+// The same as in the listing of a QDir with QDir::Files: a link counts when it leads to anything but a directory.
+bool isPlainFile(const dirent& entry, const QString& path)
+{
+    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) {
+        return entry.d_type == DT_REG;
+    }
+    const QFileInfo file(path);
+    return file.isFile() || (file.isSymLink() && file.exists() && !file.isDir());
+}
+
+// The plain files in the directory whose names may be in the list. Hidden files are left out, and those whose names are
+// not text in the local encoding.
+QSet<QString> markerNames(const QString& directory, const ListedNames& listed)
+{
+    QSet<QString> names;
+    const std::unique_ptr<DIR, DirectoryCloser> entries(opendir(QFile::encodeName(directory).constData()));
+    while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
+        if (entry->d_name[0] == '.' || !listed.mayContain(entry->d_name)) {
+            continue;
+        }
+        const QString name = QFile::decodeName(entry->d_name);
+        const bool isText = QFile::encodeName(name) == entry->d_name;
+        if (isText && isPlainFile(*entry, directory + QLatin1Char('/') + name)) {
+            names.insert(name);
+        }
+    }
+    return names;
+}
+
+} // namespace
 
 void TavrinUpdateBusinessLogic::refreshRealTimeSystems()
 {
@@ -80,10 +169,11 @@ QString TavrinUpdateBusinessLogic::readEntries(QXmlStreamReader& page)
         if (token != QXmlStreamReader::Characters || entry == Entry::Outside) {
             continue;
         }
-        const QString text = page.text().toString().trimmed();
-        if (text.isEmpty()) {
+        const QStringRef trimmed = page.text().trimmed();
+        if (trimmed.isEmpty()) {
             continue;
         }
+        const QString text = copyOf(trimmed);
         if (entry == Entry::ListItem) {
             heading = text;
             continue;
@@ -100,6 +190,7 @@ QString TavrinUpdateBusinessLogic::readEntries(QXmlStreamReader& page)
         if (name.startsWith(trialPatch)) {
             name = trialPatch;
         }
+        link.squeeze();
         // Required: the first text of the quote is the description; what follows a child element is dropped.
         addPatchToList(name, heading, false, link, text);
         heading.clear();
@@ -112,7 +203,8 @@ QString TavrinUpdateBusinessLogic::readEntries(QXmlStreamReader& page)
 void TavrinUpdateBusinessLogic::addPatchToList(QString name, QString heading, bool applied, QString tarFileName,
                                                QString description)
 {
-    patches.append(PatchInfo(name, heading, applied, tarFileName, description));
+    patches.append(
+        PatchInfo(std::move(name), std::move(heading), applied, std::move(tarFileName), std::move(description)));
 }
 
 TavrinUpdateBusinessLogic::PatchInfo::PatchInfo(QString patchName, QString patchHeading, bool patchApplied,
@@ -130,12 +222,11 @@ void TavrinUpdateBusinessLogic::determinePatchesApplied()
     patchesNeeded = 0;
     QDir markers = installDir;
     markers.cd(PATCHED_DIR); // required: when this fails, the markers are those in the installation directory itself
-    const QStringList listing = markers.entryList(QDir::Files, QDir::NoSort);
-    QSet<QString> names;
-    names.reserve(listing.size());
-    for (const QString& name : listing) {
-        names.insert(name);
+    const auto listed = std::make_unique<ListedNames>();
+    for (const PatchInfo& patch : qAsConst(patches)) {
+        listed->add(patch.name);
     }
+    const QSet<QString> names = markerNames(markers.absolutePath(), *listed);
     while (nextPatch()) {
         const bool applied = names.contains(getPatchName());
         setPatchApplied(applied);

@@ -2,6 +2,12 @@
 #include "test.h"
 #include "window_logic.h"
 
+#include <QScopeGuard>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 using Logic = TavrinUpdateBusinessLogic;
 
 namespace {
@@ -14,6 +20,8 @@ QString recordOf(const Logic& logic)
                        state}
         .join('|');
 }
+
+const QString LETTERS = QString::fromUtf8("Gr\u00f6\u00dfe-\u6f22");
 
 const QString OUTSIDE_A_WALK = " | | | |missing";
 
@@ -126,6 +134,51 @@ private slots:
         }
         window.logic.determinePatchesApplied();
         QTEST(window.appliedMarks(), "marks");
+    }
+
+    // The kinds of entries that a directory can have, with names of several alphabets.
+    void markersAreThePlainFilesThatQtLists_data()
+    {
+        const Rows<bool> row("isAscii");
+        row("a list of ASCII names", true);
+        row("a list with another name", false);
+    }
+
+    void markersAreThePlainFilesThatQtLists()
+    {
+        QFETCH(bool, isAscii);
+        WindowLogic window;
+        const QString folder = window.installation.path("patched");
+        const QByteArray nativeFolder = QFile::encodeName(folder) + '/';
+        window.installation.withPatched("file").withPatched("file2").withPatched(".hidden").withPatched(LETTERS);
+        QVERIFY(QDir(folder).mkdir("folder"));
+        QCOMPARE(::mkfifo(nativeFolder + "fifo", 0600), 0);
+        const QList<QPair<QByteArray, QByteArray>> links{{"file", "linkToFile"},        {"linkToFile", "linkToLink"},
+                                                         {"folder", "linkToFolder"},    {"fifo", "linkToFifo"},
+                                                         {"/dev/null", "linkToDevice"}, {"missing", "brokenLink"}};
+        for (const auto& [target, link] : links) {
+            QCOMPARE(::symlink(target, nativeFolder + link), 0);
+        }
+        const QByteArray notText = nativeFolder + '\xff';
+        const int descriptor = ::creat(notText, 0600);
+        QVERIFY(descriptor >= 0);
+        ::close(descriptor);
+        const auto removal = qScopeGuard([&notText] { ::unlink(notText); }); // Qt does not see this file
+
+        QStringList names{"file",       "file2",      "FILE",         "missing",    ".hidden",      "folder",    "fifo",
+                          "linkToFile", "linkToLink", "linkToFolder", "linkToFifo", "linkToDevice", "brokenLink"};
+        if (!isAscii) {
+            names << LETTERS << QString(QChar(0xfffd)) << QString(LETTERS).toLower();
+        }
+        const QStringList listed = QDir(folder).entryList(QDir::Files, QDir::NoSort);
+        QVERIFY(listed.contains("file") && listed.contains("linkToFifo") && listed.contains(LETTERS));
+        QString marks;
+        for (const QString& name : qAsConst(names)) {
+            window.logic.addPatchToList(name, name + " 1 May", false, name + ".tar", "text");
+            marks += listed.contains(name) ? 'Y' : 'N';
+        }
+        window.logic.determinePatchesApplied();
+        QCOMPARE(window.appliedMarks(), marks);
     }
 
     void unreadableMarkerCounts()

@@ -10,6 +10,9 @@
 
 namespace {
 
+// How much of a report is kept before it is printed; in characters.
+const int REPORT_PIECE = 16384;
+
 // Reads the next line of standard input; returns its first character, or EOF at the end of the input.
 int firstCharacterOfNextLine()
 {
@@ -32,6 +35,11 @@ void TavrinUpdateBusinessLogic::presentPatchList()
                       .arg(QHostInfo::localHostName(), release);
     }
     while (nextPatch()) {
+        // The report on a long list is several times as large as the list. It goes out in pieces, except into a mail.
+        if (report.size() > REPORT_PIECE && options.terminal && !mailed) {
+            presentText(report);
+            report.clear();
+        }
         if (patchIsInstalled()) {
             if (options.listAll) {
                 report += QStringLiteral("   ") + getPatchName() + QLatin1Char('\n');

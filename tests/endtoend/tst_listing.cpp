@@ -61,6 +61,24 @@ private slots:
         QCOMPARE(release.installation.tree(), before);
     }
 
+    // A long report is printed in pieces.
+    void longReportIsWhole()
+    {
+        PatchPage page;
+        QList<UnappliedPatch> missing;
+        QStringList names;
+        for (int i = 0; i < 3000; ++i) {
+            names << QString("P%1").arg(i);
+            const QString text = QString::fromUtf8("Fixes \u00e4 \u2013 \U0001f600 number %1.\nMore.").arg(i);
+            page.entry(names.last(), "1 May 2020", text);
+            missing << UnappliedPatch{names.last(), text};
+        }
+        const LocalSource folder(page);
+        InstallableRelease release(page);
+        compareRun(release.program.run({"-t", "-l", folder.url()}), 0, reportOf("5.9", missing));
+        compareRun(release.program.run({"-t", "-L", folder.url()}), 0, compactReportOf("5.9", {}, names));
+    }
+
     void nothingToApplyEndsTheRun_data()
     {
         const Rows<QStringList, QByteArray> row("options", "output");

@@ -131,6 +131,21 @@ private slots:
         QCOMPARE(release.installation.tree(), before);
     }
 
+    // A report that is printed comes in pieces; the mailer gets a single input.
+    void longReportIsMailedWhole()
+    {
+        QStringList names;
+        for (int i = 0; i < 3000; ++i) {
+            names << QString("Patch%1").arg(i);
+        }
+        MailingRelease release;
+        const LocalSource folder(pageOf(names));
+        compareRun(release.program.run({"-t", "-m", ADDRESS, folder.url()}), 0, {});
+        const QList<FakeToolCall> calls = release.tools.calls();
+        QCOMPARE(calls.size(), 1);
+        QCOMPARE(calls.first().input, bodyOf(names));
+    }
+
     void nothingIsSentWithoutMissingPatchesInTheReport_data()
     {
         const Rows<QStringList, QStringList> row("options", "patched");

@@ -139,9 +139,7 @@ QCoreApplication* createApplication(bool terminal, int& argc, char** argv)
         return windowFactory().createApplication(argc, argv);
     }
     auto* app = new QCoreApplication(argc, argv);
-    // A terminal run needs none of Qt's plugins. The first network request would load those that watch the network
-    // interfaces, together with D-Bus and two more threads.
-    QCoreApplication::setLibraryPaths({});
+    QCoreApplication::setLibraryPaths({}); // a terminal run needs none of Qt's plug-ins
     return app;
 }
 
@@ -212,7 +210,12 @@ int main(int argc, char** argv)
     TavrinUpdateBusinessLogic::CommandLineOptions options;
     parseCommandLine(app.data(), options);
 
+    // With its first network manager Qt would load the plug-ins that watch the network interfaces, with D-Bus and more
+    // threads, and go on watching for the life of the process.
+    const QStringList plugInFolders = QCoreApplication::libraryPaths();
+    QCoreApplication::setLibraryPaths({});
     TavrinUpdateBusinessLogic businessLogic{QString(argv[0])};
+    QCoreApplication::setLibraryPaths(plugInFolders);
     const QString failure = businessLogic.initialize(options);
     if (!failure.isEmpty()) {
         businessLogic.failWithMessage(failure);

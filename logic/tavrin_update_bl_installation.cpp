@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <vector>
 
 #include <malloc.h>
 #include <sys/resource.h>
@@ -33,10 +32,9 @@ void raiseLimitOfOpenFiles(rlim_t count)
 // Writes the body in pieces, so that a large one is never in memory twice.
 void writeBody(QNetworkReply& reply, QFile& file)
 {
-    std::vector<char> buffer(1 << 18);
-    const auto capacity = static_cast<qint64>(buffer.size());
-    for (qint64 size = reply.read(buffer.data(), capacity); size > 0; size = reply.read(buffer.data(), capacity)) {
-        if (file.write(buffer.data(), size) != size) {
+    const qint64 pieceSize = 1 << 16;
+    for (QByteArray piece = reply.read(pieceSize); !piece.isEmpty(); piece = reply.read(pieceSize)) {
+        if (file.write(piece) != piece.size()) {
             return; // the disk is full: the archive tool will report the incomplete archive
         }
     }
@@ -122,6 +120,9 @@ void TavrinUpdateBusinessLogic::downloadComplete(QNetworkReply* reply)
     } else {
         storeDownload(*reply);
     }
+    // The replies are deleted after the installation. A program that is started with a thousand open files takes
+    // longer.
+    reply->close();
     downloadReplies.removeAll(reply);
     // Once is enough: an event loop of a message box that was opened above does not delete the reply.
     reply->deleteLater();

@@ -294,6 +294,7 @@ private:
     [[nodiscard]] QString readEntries(QXmlStreamReader& page);
     bool cursorIsOnPatch() const;
     void makeRoomForDownloads();
+    void deleteHandledReplies(const QNetworkReply& current);
     void storeDownload(QNetworkReply& reply);
     void installPatches();
     void presentLine(const QString& line) const;

@@ -43,13 +43,20 @@ void setMode(const QString& path, mode_t mode)
     }
 }
 
+// The destructor removes the folder, so it must be a new one.
+QString madeFolder()
+{
+    if (!QDir().mkdir(FOLDER)) {
+        qFatal("cannot make %s", qUtf8Printable(FOLDER));
+    }
+    setMode(FOLDER, 0755);
+    return FOLDER;
+}
+
 QString copied(const QString& file)
 {
     const QString copy = FOLDER + '/' + QFileInfo(file).fileName();
-    if (!QFile::copy(file, copy)) {
-        qFatal("cannot copy %s", qUtf8Printable(file));
-    }
-    setMode(copy, 0755);
+    copyForEveryUser(file, copy);
     return copy;
 }
 
@@ -61,18 +68,11 @@ bool isRootOfTheMachine()
 
 } // namespace
 
-ConfinedProgram::ConfinedProgram() : program("unshare")
+ConfinedProgram::ConfinedProgram() : program("unshare"), copy(madeFolder()), starter(copied(starterPath()))
 {
-    if (!QDir().mkdir(FOLDER)) {
-        qFatal("cannot make %s", qUtf8Printable(FOLDER));
-    }
-    setMode(FOLDER, 0755);
     setMode(program.home(), 0777); // the fake library writes its record there
-    copied(programPath());
-    copied(starterPath());
-    copied(pidrtsysPath());
     const QString preload = copied(fakePidrtsysPath());
-    program.unset("LD_PRELOAD").set("LD_LIBRARY_PATH", FOLDER);
+    program.unset("LD_PRELOAD").set("LD_LIBRARY_PATH", copy.libraryFolder());
     program.set("PRELOAD", QStringList{sanitizerRuntimePath(), preload}.join(' ').trimmed());
     program.set("AS_USER", isRootOfTheMachine() ? AS_USER : QString());
     // The leak check starts a process, which the limit would refuse.
@@ -98,23 +98,22 @@ void ConfinedProgram::admitTo(const LocalSource& source) const
     setMode(source.path(), 0755);
 }
 
-QStringList ConfinedProgram::confined(const QString& executable, const QStringList& arguments) const
+QStringList ConfinedProgram::confined(const QString& executable, const QStringList& arguments)
 {
-    const QString copy = FOLDER + '/' + QFileInfo(executable).fileName();
-    return QStringList{"--pid", "--fork", "--kill-child", "sh", "-c", SCRIPT, "sh", copy} + arguments;
+    return QStringList{"--pid", "--fork", "--kill-child", "sh", "-c", SCRIPT, "sh", executable} + arguments;
 }
 
 ProgramRun ConfinedProgram::run(const QStringList& arguments)
 {
-    return program.run(confined(programPath(), arguments));
+    return program.run(confined(copy.program(), arguments));
 }
 
 std::unique_ptr<ProgramSession> ConfinedProgram::start(const QStringList& arguments)
 {
-    return program.start(confined(programPath(), arguments));
+    return program.start(confined(copy.program(), arguments));
 }
 
 ProgramRun ConfinedProgram::runStarter(const QStringList& arguments)
 {
-    return program.run(confined(starterPath(), arguments));
+    return program.run(confined(starter, arguments));
 }

@@ -4,6 +4,7 @@
 
 #include "fake_installation.h"
 #include "patch_source.h"
+#include "program_copy.h"
 #include "program_run.h"
 
 /** Starts the built program, or the starter, confined. When the bystander is killed, a line on standard error says so.
@@ -29,5 +30,8 @@ public:
     ProgramRun runStarter(const QStringList& arguments);
 
 private:
-    QStringList confined(const QString& executable, const QStringList& arguments) const;
+    static QStringList confined(const QString& executable, const QStringList& arguments);
+
+    const ProgramCopy copy;
+    const QString starter;
 };

@@ -8,6 +8,11 @@ QString programPath()
     return QFile::decodeName(TAVRIN_UPDATE_PROGRAM);
 }
 
+QString modulePath()
+{
+    return QFile::decodeName(TAVRIN_UPDATE_MODULE_FILE);
+}
+
 QString fakePidrtsysPath()
 {
     return QFile::decodeName(FAKE_PIDRTSYS_LIBRARY);

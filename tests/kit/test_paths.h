@@ -7,6 +7,9 @@
 /** The built tavrin_update. */
 QString programPath();
 
+/** The module of the window, in the place where the built program looks for it. */
+QString modulePath();
+
 /** The library that replaces the installation's own in a started program. */
 QString fakePidrtsysPath();
 

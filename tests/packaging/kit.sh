@@ -25,11 +25,12 @@ make_own_library()
         c++ -x c -shared -fPIC -Wl,-soname,libpidrtsys.so -o "$1" -
 }
 
-# The program checks its environment before anything else, so this shows that it starts, with its libraries.
+# check_that_it_starts PROGRAM OPTION: it checks its environment before anything else, so this shows that it starts, with
+# its libraries. With -l instead of -t it also loads the window's.
 check_that_it_starts()
 {
     local status=0
-    LC_ALL=C TAVRIN='' "$1" -t > "$root/output" 2> "$root/errors" || status=$?
-    diff "$root/errors" <(printf '\nTAVRIN environment variable is not set.\n\n') || fail "$1 does not start."
-    [ "$status" -eq 1 ] || fail "$1 ended with status $status."
+    LC_ALL=C TAVRIN='' "$@" > "$root/output" 2> "$root/errors" || status=$?
+    diff "$root/errors" <(printf '\nTAVRIN environment variable is not set.\n\n') || fail "$* does not start."
+    [ "$status" -eq 1 ] || fail "$* ended with status $status."
 }

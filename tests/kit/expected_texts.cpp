@@ -103,6 +103,11 @@ QByteArray commandMissing(const QByteArray& command)
     return commandFailed(command, startErrorOf("/nowhere/program").toUtf8());
 }
 
+QByteArray noWindow(const QByteArray& reason)
+{
+    return "tavrin_update: " + reason + "; option -t works without the window\n";
+}
+
 QByteArray invalidDirectory(const QByteArray& path)
 {
     return "TAVRIN directory is invalid\n" + path + "\n\n";

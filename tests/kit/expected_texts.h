@@ -83,6 +83,9 @@ QByteArray commandFailed(const QByteArray& command, const QByteArray& reason);
 /** The same for a program that cannot be found. */
 QByteArray commandMissing(const QByteArray& command);
 
+/** The message of a run that needs the window and cannot have it. */
+QByteArray noWindow(const QByteArray& reason = "the window is not installed (package tavrin-update-gui)");
+
 /** The message of a run without TAVRIN. */
 inline const QByteArray TAVRIN_NOT_SET = "\nTAVRIN environment variable is not set.\n\n";
 

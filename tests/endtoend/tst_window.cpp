@@ -1,5 +1,6 @@
 // The window for its user: what opens it, its contents, and every way to quit. tst_window_apply tests what is done in
 // it.
+#include "fake_tools.h"
 #include "shown_window_test.h"
 
 #include <functional>
@@ -13,18 +14,60 @@ class TstWindow : public ShownWindowTest
     Q_OBJECT
 
 private slots:
-    // An OpenGL library that Qt unloads at the end is a leak without a name for the sanitizer; a theme or a style
-    // changes the look of the window.
-    void windowLoadsNoDesktopPlugins()
+    // The drivers for OpenGL, which no part of this window draws with, take longer to load than all the rest and more
+    // memory. A theme or a style would change the look of the window for these tests.
+    void windowLoadsNoDriversAndNoDesktopPlugins()
     {
         program->unset("TAVRIN");
         screen->open(program->start({"file:///nowhere/"}), "Update Tavrin version ''");
         const QByteArray memory = contentOf(QString("/proc/%1/maps").arg(screen->session->processId()));
         QVERIFY(memory.contains("/plugins/platforms/libqxcb.so"));
-        for (const char* kind : {"xcbglintegrations", "platformthemes", "styles"}) {
-            QVERIFY2(!memory.contains(QByteArray("/plugins/") + kind + '/'), kind);
+        for (const char* name : {"/plugins/xcbglintegrations/", "/dri/", "/libEGL", "/libGLX_", "/libLLVM",
+                                 "/plugins/platformthemes/", "/plugins/styles/"}) {
+            QVERIFY2(!memory.contains(name), name);
         }
         screen->quit();
+    }
+
+    void toolsOfAWindowRunGetTheUsersEnvironment_data()
+    {
+        const Rows<QList<QByteArray>> row("choice");
+        row("nothing about OpenGL", {});
+        row("a choice of OpenGL", {"QT_XCB_GL_INTEGRATION=none"});
+    }
+
+    // The mailer is also started without -t, where the program is on the display without a window.
+    void toolsOfAWindowRunGetTheUsersEnvironment()
+    {
+        QFETCH(QList<QByteArray>, choice);
+        if (!choice.isEmpty()) {
+            program->set("QT_XCB_GL_INTEGRATION", "none");
+        }
+        FakeTools tools;
+        program->path(tools.pathDirectory() + ":/usr/bin:/bin");
+        FakeTool mailer;
+        mailer.readsInput = true;
+        tools.add("perl", mailer);
+        offer({"P1"});
+        const QStringList mail{"-m", "ops@site.test", server->url()};
+        compareRun(program->run(QStringList{"-t"} + mail), 0, {});
+        compareRun(program->run(mail), 0, {});
+        tools.add("perl");
+        openList();
+        screen->click(APPLY_BUTTON);
+        QTRY_COMPARE_WITH_TIMEOUT(tools.calls().size(), 3, PATIENCE);
+        screen->quit();
+
+        const QList<FakeToolCall> calls = tools.calls();
+        QList<QByteArray> choicesInATerminal;
+        for (const QByteArray& setting : calls.first().environment) {
+            if (setting.startsWith("QT_XCB_GL_INTEGRATION=")) {
+                choicesInATerminal << setting;
+            }
+        }
+        QCOMPARE(choicesInATerminal, choice);
+        QCOMPARE(calls.at(1).environment, calls.first().environment);
+        QCOMPARE(calls.at(2).environment, calls.first().environment);
     }
 
     void oneWindowOpensAndFillsItsList()

@@ -10,6 +10,8 @@
 #include <QFile>
 #include <QStandardPaths>
 
+#include <algorithm>
+
 namespace {
 
 QByteArray quoted(const QByteArray& text)
@@ -32,6 +34,14 @@ QByteArray readFile(const QString& name)
 {
     QFile file(name);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// The texts in a file, each with a NUL behind it.
+QList<QByteArray> textsIn(const QString& name)
+{
+    QList<QByteArray> texts = readFile(name).split('\0');
+    texts.removeLast(); // what follows the last terminator
+    return texts;
 }
 
 } // namespace
@@ -72,8 +82,8 @@ void FakeTools::addTo(const QString& targetDirectory, const QString& name, const
     const QByteArray calls = quoted(QFile::encodeName(directory.path() + QStringLiteral("/calls")));
     QByteArray script = "#!/bin/sh\nn=0\nuntil " + command("mkdir") + " " + calls +
                         "/$n 2>/dev/null; do n=$((n+1)); done\n" + "call=" + calls + "/$n\n" + "printf '%s' " +
-                        quoted(name.toUtf8()) + " >\"$call/tool\"\n" +
-                        "pwd >\"$call/directory\"\n: >\"$call/arguments\"\n" +
+                        quoted(name.toUtf8()) + " >\"$call/tool\"\n" + "pwd >\"$call/directory\"\n" + command("cat") +
+                        " /proc/$$/environ >\"$call/environment\"\n: >\"$call/arguments\"\n" +
                         "for a; do printf '%s\\0' \"$a\" >>\"$call/arguments\"; done\n";
     if (tool.readsInput) {
         script += command("cat") + " >\"$call/input\"\n";
@@ -114,8 +124,9 @@ QList<FakeToolCall> FakeTools::calls() const
         FakeToolCall call;
         call.tool = QString::fromUtf8(readFile(folder + QStringLiteral("/tool")));
         call.workingDirectory = QString::fromUtf8(readFile(folder + QStringLiteral("/directory")).trimmed());
-        call.arguments = readFile(folder + QStringLiteral("/arguments")).split('\0');
-        call.arguments.removeLast(); // what follows the last terminator
+        call.arguments = textsIn(folder + QStringLiteral("/arguments"));
+        call.environment = textsIn(folder + QStringLiteral("/environment"));
+        std::sort(call.environment.begin(), call.environment.end());
         call.input = readFile(folder + QStringLiteral("/input"));
         calls << call;
     }

@@ -30,6 +30,7 @@ struct FakeToolCall
 {
     QString tool;
     QList<QByteArray> arguments;
+    QList<QByteArray> environment; // sorted
     QByteArray input;
     QString workingDirectory;
 };

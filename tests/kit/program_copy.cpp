@@ -1,4 +1,4 @@
-// The build finds the library in ../pidrtsys, unless it was linked to one elsewhere.
+// The program looks for the library in the folder above that of the module, unless it was linked to one elsewhere.
 #include "program_copy.h"
 
 #include "helper_run.h"
@@ -7,11 +7,11 @@
 #include <QDir>
 #include <QFileInfo>
 
-ProgramCopy::ProgramCopy(const QString& folder)
-    : programCopy(folder + QStringLiteral("/app/tavrin_update")), libraries(folder + QStringLiteral("/pidrtsys"))
+ProgramCopy::ProgramCopy(const QString& folder) : programCopy(folder + QStringLiteral("/app/tavrin_update"))
 {
     const QString fromProgram = QFileInfo(programPath()).dir().relativeFilePath(modulePath());
     moduleCopy = QDir::cleanPath(QFileInfo(programCopy).dir().filePath(fromProgram));
+    libraries = QDir::cleanPath(QFileInfo(moduleCopy).dir().filePath(QStringLiteral("..")));
     copyForEveryUser(programPath(), programCopy);
     copyForEveryUser(modulePath(), moduleCopy);
     copyForEveryUser(pidrtsysPath(), libraries + QStringLiteral("/libpidrtsys.so"));

@@ -104,7 +104,7 @@ const TavrinUpdateWindowFactory* loadWindowFactory()
     if (!description.isEmpty() && version != QLatin1String(TAVRIN_UPDATE_VERSION)) {
         failWithoutWindow(
             QCoreApplication::translate("main", "the installed window is of another version (%1 instead of %2)")
-                .arg(version, QStringLiteral(TAVRIN_UPDATE_VERSION)));
+                .arg(version.isEmpty() ? QStringLiteral("unknown") : version, QStringLiteral(TAVRIN_UPDATE_VERSION)));
     }
     const auto* factory = qobject_cast<TavrinUpdateWindowFactory*>(module.instance());
     if (factory == nullptr) {

@@ -1,6 +1,7 @@
 // Measures the two jobs that the window does again and again: filling the tree with a list of patches, compared with a
 // plain loop that adds each item and its label, and refreshing the table of running systems, once a second. Run it on
-// the offscreen platform with FAKE_PIDRTSYS naming a file that it may write. It prints milliseconds.
+// the offscreen platform with FAKE_PIDRTSYS naming a file that it may write. It prints milliseconds. The arguments are
+// numbers of patches; without any there are three lists.
 #include "pidrtsys.h"
 #include "tavrin_update_bl.h"
 #include "tavrin_update_widget.h"
@@ -10,6 +11,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QTreeWidget>
+#include <QVector>
 
 #include <cstdio>
 #include <ctime>
@@ -115,7 +117,11 @@ bool measureRefresh(int systems)
 int main(int argc, char** argv)
 {
     const QApplication app(argc, argv);
-    for (const int count : {100, 1000, 10000}) {
+    QVector<int> counts;
+    for (int i = 1; i < argc; ++i) {
+        counts.append(QByteArray(argv[i]).toInt());
+    }
+    for (const int count : counts.isEmpty() ? QVector<int>{100, 1000, 10000} : counts) {
         measureList(count);
     }
     return measureRefresh(50) ? 0 : 1;

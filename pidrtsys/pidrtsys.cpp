@@ -123,8 +123,9 @@ bool isExecutive(int procDirectory, const char* pid)
     std::memcpy(path + length, file.data(), file.size());
     path[length + file.size()] = '\0';
 
-    char name[EXECUTIVE_NAME.size() + 1]; // the kernel ends the name in a line feed
-    return readStart(procDirectory, path, name, sizeof name) == static_cast<ssize_t>(sizeof name) &&
+    const Descriptor comm(openat(procDirectory, path, O_RDONLY | O_CLOEXEC));
+    char name[EXECUTIVE_NAME.size() + 1]; // the kernel ends the name in a line feed, and gives all of it at once
+    return comm.isOpen() && read(comm.get(), name, sizeof name) == static_cast<ssize_t>(sizeof name) &&
            name[EXECUTIVE_NAME.size()] == '\n' && std::string_view(name, EXECUTIVE_NAME.size()) == EXECUTIVE_NAME;
 }
 

@@ -24,8 +24,9 @@ QString copyOf(const QStringRef& text)
     return QString(text.data(), text.size());
 }
 
-// Tells, for most names that are not in the list of patches, that they are not. An installation can have many more
-// markers than the list has patches; reading their names is quick, but decoding and keeping each one is not.
+// A quick first check of a file's name: false means that no patch of the list has it. An installation can have many
+// more markers than the list has patches; reading their names is quick, but decoding and keeping each one is not. With
+// a name in the list that is not ASCII, every file passes.
 class ListedNames
 {
 public:
@@ -83,15 +84,18 @@ bool isPlainFile(const dirent& entry, const QString& path)
 QSet<QString> markerNames(const QString& directory, const ListedNames& listed)
 {
     QSet<QString> names;
-    const std::unique_ptr<DIR, DirectoryCloser> entries(opendir(QFile::encodeName(directory).constData()));
+    const QByteArray nativeDirectory = QFile::encodeName(directory);
+    const std::unique_ptr<DIR, DirectoryCloser> entries(opendir(nativeDirectory.constData()));
     while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
         if (entry->d_name[0] == '.' || !listed.mayContain(entry->d_name)) {
             continue;
         }
-        const QString name = QFile::decodeName(entry->d_name);
-        const bool isText = QFile::encodeName(name) == entry->d_name;
-        if (isText && isPlainFile(*entry, directory + QLatin1Char('/') + name)) {
-            names.insert(name);
+        // Alone, a name would lose a byte order mark at its start.
+        const QByteArray nativePath = nativeDirectory + '/' + entry->d_name;
+        const QString path = QFile::decodeName(nativePath);
+        const bool isText = QFile::encodeName(path) == nativePath;
+        if (isText && isPlainFile(*entry, path)) {
+            names.insert(path.mid(directory.length() + 1));
         }
     }
     return names;

@@ -23,6 +23,8 @@ QString recordOf(const Logic& logic)
 
 const QString LETTERS = QString::fromUtf8("Gr\u00f6\u00dfe-\u6f22");
 
+const QString MARKED = QChar(QChar::ByteOrderMark) + QStringLiteral("P1");
+
 const QString OUTSIDE_A_WALK = " | | | |missing";
 
 } // namespace
@@ -150,7 +152,8 @@ private slots:
         WindowLogic window;
         const QString folder = window.installation.path("patched");
         const QByteArray nativeFolder = QFile::encodeName(folder) + '/';
-        window.installation.withPatched("file").withPatched("file2").withPatched(".hidden").withPatched(LETTERS);
+        window.installation.withPatched("file").withPatched("file2").withPatched(".hidden");
+        window.installation.withPatched(LETTERS).withPatched(MARKED);
         QVERIFY(QDir(folder).mkdir("folder"));
         QCOMPARE(::mkfifo(nativeFolder + "fifo", 0600), 0);
         const QList<QPair<QByteArray, QByteArray>> links{{"file", "linkToFile"},        {"linkToFile", "linkToLink"},
@@ -168,10 +171,11 @@ private slots:
         QStringList names{"file",       "file2",      "FILE",         "missing",    ".hidden",      "folder",    "fifo",
                           "linkToFile", "linkToLink", "linkToFolder", "linkToFifo", "linkToDevice", "brokenLink"};
         if (!isAscii) {
-            names << LETTERS << QString(QChar(0xfffd)) << QString(LETTERS).toLower();
+            names << LETTERS << MARKED << QString(QChar(0xfffd)) << QString(LETTERS).toLower();
         }
         const QStringList listed = QDir(folder).entryList(QDir::Files, QDir::NoSort);
-        QVERIFY(listed.contains("file") && listed.contains("linkToFifo") && listed.contains(LETTERS));
+        QVERIFY(listed.contains("file") && listed.contains("linkToFifo") && listed.contains(LETTERS) &&
+                listed.contains(MARKED));
         QString marks;
         for (const QString& name : qAsConst(names)) {
             window.logic.addPatchToList(name, name + " 1 May", false, name + ".tar", "text");

@@ -17,6 +17,7 @@
 #include <QScopedPointer>
 #include <QTimer>
 
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 
@@ -32,7 +33,8 @@ extern "C" { // the header is written for C alone
 }
 #endif
 
-#pragma weak linkedWindowFactory // only in a program that is linked to the library of the window
+// Only in a program that is linked to the library of the window; elsewhere the linker makes it null.
+extern "C" __attribute__((weak, visibility("hidden"))) const TavrinUpdateWindowFactory* linkedWindowFactory();
 
 namespace {
 
@@ -92,8 +94,14 @@ void occupyClosedStandardStreams()
 // version calls other functions of the program, so its version is read from the file before any of it runs.
 const TavrinUpdateWindowFactory* loadWindowFactory()
 {
-    const QString program = QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget(); // empty without /proc
-    const QString path = program.isEmpty() ? QString() : QFileInfo(program).dir().filePath(TAVRIN_UPDATE_MODULE);
+    // Here as well as in Qt's application object, which comes later: Qt keeps the encoding that it finds at first.
+    std::setlocale(LC_ALL, "");
+    const QString program = QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget();
+    if (program.isEmpty()) {
+        failWithoutWindow(
+            QCoreApplication::translate("main", "the window cannot be loaded (/proc/self/exe cannot be read)"));
+    }
+    const QString path = QFileInfo(program).dir().filePath(QStringLiteral(TAVRIN_UPDATE_MODULE));
     if (!QFileInfo::exists(path)) {
         failWithoutWindow(
             QCoreApplication::translate("main", "the window is not installed (package tavrin-update-gui)"));

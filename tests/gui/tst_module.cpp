@@ -18,11 +18,6 @@
 #include <QTreeWidget>
 
 #include <memory>
-#include <typeinfo>
-
-#include <dlfcn.h>
-
-Q_DECLARE_METATYPE(const void*)
 
 namespace {
 
@@ -81,27 +76,6 @@ private slots:
         QCOMPARE(tree->topLevelItem(0)->text(1), QString("Y"));
         emit logic.appendProgress("a line");
         QCOMPARE(progress->toPlainText(), QString("a line"));
-    }
-
-    void moduleFindsTheBusinessLogicInTheProgram_data()
-    {
-        const Rows<QByteArray, const void*> row("symbol", "address");
-        row("the meta-object", "_ZN25TavrinUpdateBusinessLogic16staticMetaObjectE",
-            &TavrinUpdateBusinessLogic::staticMetaObject);
-        row("the type", "_ZTI25TavrinUpdateBusinessLogic", &typeid(TavrinUpdateBusinessLogic));
-    }
-
-    // A copy that the module kept to itself is not found this way; packaging_module looks for one in its file.
-    void moduleFindsTheBusinessLogicInTheProgram()
-    {
-        QFETCH(QByteArray, symbol);
-        QFETCH(const void*, address);
-        QCOMPARE(static_cast<const void*>(dlsym(RTLD_DEFAULT, symbol.constData())), address);
-        void* module = dlopen(QFile::encodeName(modulePath()).constData(), RTLD_NOW | RTLD_NOLOAD);
-        QVERIFY(module != nullptr);
-        const void* ownSymbol = dlsym(module, symbol.constData());
-        dlclose(module);
-        QCOMPARE(ownSymbol, static_cast<const void*>(nullptr));
     }
 };
 

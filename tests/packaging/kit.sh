@@ -25,8 +25,8 @@ make_own_library()
         c++ -x c -shared -fPIC -Wl,-soname,libpidrtsys.so -o "$1" -
 }
 
-# check_that_it_starts PROGRAM OPTION: it checks its environment before anything else, so this shows that it starts, with
-# its libraries. With -l instead of -t it also loads the window's.
+# check_that_it_starts PROGRAM OPTION: it checks its environment before anything else, so this shows that it starts,
+# with its libraries. With -l instead of -t it also loads the module of the window.
 check_that_it_starts()
 {
     local status=0

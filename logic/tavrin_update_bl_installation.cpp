@@ -30,15 +30,23 @@ void raiseLimitOfOpenFiles(rlim_t count)
     }
 }
 
-// Writes the body in pieces, so that a large one is never in memory twice.
-void writeBody(QNetworkReply& reply, QFile& file)
+// Writes the body in pieces, so that a large one is never in memory twice. Returns false when the disk is full.
+bool writeBody(QNetworkReply& reply, QFile& file)
 {
     const qint64 pieceSize = 1 << 16;
     for (QByteArray piece = reply.read(pieceSize); !piece.isEmpty(); piece = reply.read(pieceSize)) {
         if (file.write(piece) != piece.size()) {
-            return; // the disk is full: the archive tool will report the incomplete archive
+            return false;
         }
     }
+    return file.flush(); // a small piece may still be in the buffer
+}
+
+// The archive tool reports an incomplete archive, but takes one that ends between two members for a whole one. Members
+// begin at multiples of 512 bytes, and a full disk cuts files there as well.
+void endWithinMember(const QString& path)
+{
+    QFile::resize(path, qMax<qint64>(QFileInfo(path).size() - 1, 0));
 }
 
 // Whether the name, in lower case, starts with the key, which is in lower case already. An ASCII name is compared
@@ -152,8 +160,11 @@ void TavrinUpdateBusinessLogic::storeDownload(QNetworkReply& reply)
     const QFileInfo target(directory, QFileInfo(reply.url().path(QUrl::FullyDecoded)).fileName());
     QFile file(target.absoluteFilePath());
     if (file.open(QIODevice::WriteOnly)) {
-        writeBody(reply, file);
+        const bool isWhole = writeBody(reply, file);
         file.close();
+        if (!isWhole) {
+            endWithinMember(file.fileName());
+        }
     } else {
         failWithMessage(tr("Failed to open local patch file, %1").arg(target.absoluteFilePath()));
     }

@@ -217,6 +217,33 @@ private slots:
         QVERIFY(!release.has("applied_patches.html"));
     }
 
+    void archiveThatAFullDiskCutsBetweenMembersEndsTheRun_data()
+    {
+        const Rows<int> row("missing");
+        row("much", 200 << 10);
+        row("only what the last small write holds", 1 << 10);
+    }
+
+    // The archive tool would take what was stored for a whole archive.
+    void archiveThatAFullDiskCutsBetweenMembersEndsTheRun()
+    {
+        QFETCH(int, missing);
+        InstallableRelease release;
+        const int size = 64 << 10;
+        const SmallDisk disk(release.installation.path("patches"), size);
+        const int block = 512;
+        const QByteArray first =
+            archiveOf(release.installation.path("lib/one.txt"), QByteArray(size - block, 'x')).left(size);
+        const QByteArray second = archiveOf(release.installation.path("patched/P1"), QByteArray(missing, 'y'));
+        release.source.withFile("P1.tar", first + second);
+        const ProgramRun run = release.run();
+        const QByteArray expected = archiverMessage(release.installation.path("patches/P1.tar"));
+        QVERIFY2(expected.contains("runcated"), expected);
+        compareRun(run, 1, untilUnpacking({"P1.tar"}), expected + '\n');
+        QVERIFY(!release.has("patched/P1"));
+        QVERIFY(!release.has("applied_patches.html"));
+    }
+
     void diskThatIsFullBeforeDownloadingEndsTheRun()
     {
         InstallableRelease release;

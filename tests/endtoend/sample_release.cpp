@@ -7,6 +7,8 @@
 
 #include <QFileInfo>
 
+#include <algorithm>
+
 using Answer = FakePatchServer::Answer;
 
 namespace {
@@ -85,6 +87,30 @@ SampleRelease::~SampleRelease()
 ProgramRun SampleRelease::run(const QStringList& options)
 {
     return program.run(QStringList{"-t"} + options + QStringList{server.url("/5.9/")});
+}
+
+ProgramRun SampleRelease::runOn(const QString& url)
+{
+    ProgramRun run = program.run({"-t", url});
+    QList<QByteArray> lines = run.output.split('\n');
+    const auto isDownload = [](const QByteArray& line) {
+        return line.startsWith("Downloaded ");
+    };
+    const auto first = std::find_if(lines.begin(), lines.end(), isDownload);
+    std::sort(first, std::find_if_not(first, lines.end(), isDownload));
+    run.output = lines.join('\n');
+    return run;
+}
+
+QList<QByteArray> SampleRelease::paths() const
+{
+    QList<QByteArray> paths{"/5.9/"};
+    for (const SamplePatch& patch : PATCHES) {
+        if (!applied.contains(patch.name)) {
+            paths << "/5.9/" + patch.archive.toUtf8();
+        }
+    }
+    return paths;
 }
 
 std::unique_ptr<ProgramSession> SampleRelease::start(const QStringList& options)

@@ -21,7 +21,13 @@ public:
     /** Runs the program on the source that the server offers; it reads the answer "y" unless told otherwise. */
     ProgramRun run(const QStringList& options = {});
 
-    /** Starts the same run, with an input that stays open. */
+    /** Runs it on another source. The order of simultaneous downloads is the server's, so their lines are sorted. */
+    ProgramRun runOn(const QString& url);
+
+    /** The paths that an installing run asks for, sorted. */
+    QList<QByteArray> paths() const;
+
+    /** Starts the run above, with an input that stays open. */
     std::unique_ptr<ProgramSession> start(const QStringList& options = {});
 
     /** The address of the folder with the source. */

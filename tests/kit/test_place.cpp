@@ -126,3 +126,16 @@ ReadOnlyMount::~ReadOnlyMount()
 {
     unmount(path);
 }
+
+BindMount::BindMount(const QString& shown, const QString& covered) : path(covered)
+{
+    if (mount(QFile::encodeName(shown).constData(), QFile::encodeName(path).constData(), nullptr, MS_BIND, nullptr) !=
+        0) {
+        refuse("bind a mount to", path);
+    }
+}
+
+BindMount::~BindMount()
+{
+    unmount(path);
+}

@@ -46,3 +46,16 @@ public:
 private:
     QString path;
 };
+
+/** Shows another file or folder under a path that exists, as long as this object lives. */
+class BindMount
+{
+public:
+    BindMount(const QString& shown, const QString& covered);
+    ~BindMount();
+    BindMount(const BindMount&) = delete;
+    BindMount& operator=(const BindMount&) = delete;
+
+private:
+    QString path;
+};

@@ -7,19 +7,31 @@
 #include "test.h"
 #include "test_files.h"
 
+#include <QRegularExpression>
+
 namespace {
 
 const QString URL = QStringLiteral("http://patches.test/5.9/");
 
 const QStringList SERVERS{"nginx", "apache2", "lighttpd", "busybox"};
 
-// As a server's log has them.
-QList<QByteArray> answered(QList<QByteArray> paths)
+// As a log has them, between what is the same in each line.
+QByteArray logOf(const QList<QByteArray>& paths, const QByteArray& before, const QByteArray& after)
 {
-    for (QByteArray& path : paths) {
-        path += " 200";
+    QByteArray lines;
+    for (const QByteArray& path : paths) {
+        lines += before + path + after + '\n';
     }
-    return paths;
+    return lines;
+}
+
+// The log of error answers. Those of busybox end with the connection, and when Qt sees its end before the answer, it
+// repeats the request, up to two times.
+QByteArray logOfErrors(RealServer& web, const QString& server)
+{
+    static const QRegularExpression repeated("^(.*\\n)\\1{1,2}", QRegularExpression::MultilineOption);
+    const QByteArray log = web.requests();
+    return server == "busybox" ? QString::fromUtf8(log).replace(repeated, "\\1").toUtf8() : log;
 }
 
 } // namespace
@@ -57,7 +69,7 @@ private slots:
         folder.addCopy(sample.sourceFile(""), "5.9");
         RealServer web(server);
         compareRun(sample.program.run({"-t", option, URL}), 0, sample.report() + rest);
-        QCOMPARE(web.requests(), QList<QByteArray>{"/5.9/ 200"});
+        QCOMPARE(web.requests(), QByteArray("/5.9/ 200\n"));
         QCOMPARE(listingOf(RELEASE_DIRECTORY), before);
     }
 
@@ -78,7 +90,7 @@ private slots:
         folder.addCopy(sample.sourceFile(""), "5.9");
         RealServer web(server);
         compareRun(sample.runOn(URL), 0, sample.installingRun());
-        QCOMPARE(web.requests(), answered(sample.paths()));
+        QCOMPARE(web.requests(), logOf(sample.paths(), "", " 200"));
         QCOMPARE(listingOf(RELEASE_DIRECTORY), expected);
     }
 
@@ -99,7 +111,7 @@ private slots:
         const QByteArray archive = URL.toUtf8() + "P2.tar.gz";
         compareRun(sample.program.run({"-t", URL}), 1, sample.report() + NO_CONFLICT + QUESTION + '\n' + DOWNLOAD,
                    downloadFailed(archive, "Error transferring " + archive + " - server replied: Not Found"));
-        QCOMPARE(web.requests(), QList<QByteArray>({"/5.9/ 200", "/5.9/P2.tar.gz 404"}));
+        QCOMPARE(logOfErrors(web, server), QByteArray("/5.9/ 200\n/5.9/P2.tar.gz 404\n"));
         QCOMPARE(listingOf(RELEASE_DIRECTORY), before);
     }
 
@@ -127,7 +139,7 @@ private slots:
         folder.add("5.9/P1.tar", "an archive");
         RealServer web(server);
         compareRun(release.program.run({"-t", "-l", URL}), 1, QByteArray(), errors);
-        QCOMPARE(web.requests(), QList<QByteArray>{"/5.9/ " + status});
+        QCOMPARE(logOfErrors(web, server), "/5.9/ " + status + '\n');
     }
 
     // A file whose link is encoded is stored under its decoded name; the unpacking looks for the other and finds none.
@@ -154,7 +166,7 @@ private slots:
         RealServer web(server);
         compareRun(release.program.run({"-t", URL}), 0,
                    untilUnpacking({name}) + installing(link.toUtf8(), members) + FINISH);
-        QCOMPARE(web.requests(), QList<QByteArray>({"/5.9/ 200", "/5.9/" + name + " 200"}));
+        QCOMPARE(web.requests(), "/5.9/ 200\n/5.9/" + name + " 200\n");
         QCOMPARE(release.content("patches/" + QString::fromUtf8(name)), archive);
         QCOMPARE(release.has("patched/P1"), !members.isEmpty());
     }
@@ -179,7 +191,7 @@ private slots:
         RealServer web(server);
         compareRun(release.program.run({"-t", URL}), 0,
                    untilUnpacking({"P1.tar"}) + installing("P1.tar", {"patched/P1"}) + FINISH);
-        QCOMPARE(web.requests(), QList<QByteArray>({"/5.9/ 200", "/5.9/P1.tar 200"}));
+        QCOMPARE(web.requests(), QByteArray("/5.9/ 200\n/5.9/P1.tar 200\n"));
         QVERIFY(release.content("patches/P1.tar") == archive);
         QVERIFY(release.content("patched/P1") == content);
     }
@@ -195,12 +207,8 @@ private slots:
         RealServer proxy("tinyproxy");
         sample.program.set("http_proxy", "http://127.0.0.1:8888");
         compareRun(sample.runOn(URL), 0, sample.installingRun());
-        QList<QByteArray> requests;
-        for (const QByteArray& path : sample.paths()) {
-            requests << "GET http://patches.test" + path;
-        }
-        QCOMPARE(proxy.requests(), requests);
-        QCOMPARE(web.requests(), answered(sample.paths()));
+        QCOMPARE(proxy.requests(), logOf(sample.paths(), "GET http://patches.test", ""));
+        QCOMPARE(web.requests(), logOf(sample.paths(), "", " 200"));
         QCOMPARE(listingOf(RELEASE_DIRECTORY), expected);
     }
 
@@ -212,7 +220,7 @@ private slots:
         release.program.set("http_proxy", "http://127.0.0.1:8888");
         const QString reply = "Error transferring " + URL + " - server replied: Unable to connect";
         compareRun(release.program.run({"-t", "-l", URL}), 1, QByteArray(), failedToRead(URL, reply));
-        QCOMPARE(proxy.requests(), QList<QByteArray>{"GET http://patches.test/5.9/"});
+        QCOMPARE(proxy.requests(), QByteArray("GET http://patches.test/5.9/\n"));
     }
 };
 

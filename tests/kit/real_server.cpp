@@ -5,6 +5,7 @@
 #include "helper_run.h"
 #include "test_files.h"
 
+#include <QByteArrayList>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -80,10 +81,10 @@ bool accepts(quint16 port)
 }
 
 // The usual format of the logs; a line of another kind stays as it is, and no test expects it.
-QList<QByteArray> requestsOfWebServer(const QList<QByteArray>& lines)
+QByteArrayList requestsOfWebServer(const QByteArrayList& lines)
 {
     static const QRegularExpression request("\"GET (\\S+) HTTP/1\\.1\" (\\d+) ");
-    QList<QByteArray> requests;
+    QByteArrayList requests;
     for (const QByteArray& line : lines) {
         const QRegularExpressionMatch match = request.match(QString::fromUtf8(line));
         requests << (match.hasMatch() ? QByteArray::fromPercentEncoding(match.captured(1).toUtf8()) + ' ' +
@@ -94,10 +95,10 @@ QList<QByteArray> requestsOfWebServer(const QList<QByteArray>& lines)
 }
 
 // Among other lines: "CONNECT  DATE [PID]: Request (file descriptor 6): GET http://HOST/PATH HTTP/1.1".
-QList<QByteArray> requestsOfProxy(const QList<QByteArray>& lines)
+QByteArrayList requestsOfProxy(const QByteArrayList& lines)
 {
     static const QRegularExpression request(": Request \\(.*\\): (.*) HTTP/1\\.1$");
-    QList<QByteArray> requests;
+    QByteArrayList requests;
     for (const QByteArray& line : lines) {
         const QRegularExpressionMatch match = request.match(QString::fromUtf8(line));
         if (match.hasMatch()) {
@@ -107,19 +108,19 @@ QList<QByteArray> requestsOfProxy(const QList<QByteArray>& lines)
     return requests;
 }
 
-QList<QByteArray> linesOf(const QByteArray& text)
+QByteArrayList linesOf(const QByteArray& text)
 {
-    QList<QByteArray> lines = text.split('\n');
+    QByteArrayList lines = text.split('\n');
     lines.removeAll(QByteArray());
     return lines;
 }
 
 // Two lines a request, which those of other requests can separate: "[CLIENT]:PORT: url:PATH", the same "response:200".
-QList<QByteArray> requestsOfBusybox(const QList<QByteArray>& lines)
+QByteArrayList requestsOfBusybox(const QByteArrayList& lines)
 {
     static const QRegularExpression part("^(\\[\\S+\\]:\\d+): (url|response):(.*)$");
     QHash<QString, QByteArray> paths;
-    QList<QByteArray> requests;
+    QByteArrayList requests;
     for (const QByteArray& line : lines) {
         const QRegularExpressionMatch match = part.match(QString::fromUtf8(line));
         if (match.captured(2) == "url") {
@@ -231,10 +232,10 @@ void RealServer::stop()
     }
 }
 
-QList<QByteArray> RealServer::requests()
+QByteArray RealServer::requests()
 {
     stop();
-    QList<QByteArray> requests;
+    QByteArrayList requests;
     if (name == "busybox") {
         requests = requestsOfBusybox(linesOf(process->readAll()));
     } else if (name == "tinyproxy") {
@@ -243,5 +244,6 @@ QList<QByteArray> RealServer::requests()
         requests = requestsOfWebServer(linesOf(contentOf(kindOf(name).log)));
     }
     std::sort(requests.begin(), requests.end());
-    return requests;
+    requests << QByteArray(); // for the end of the last line
+    return requests.join('\n');
 }

@@ -7,7 +7,6 @@
 #include "test_place.h"
 
 #include <QByteArray>
-#include <QList>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
@@ -55,10 +54,10 @@ public:
     RealServer& operator=(const RealServer&) = delete;
 
     /**
-     * Ends the server and returns the requests of its log, sorted: "/PATH STATUS", with the path decoded; those of
-     * tinyproxy as "METHOD ADDRESS".
+     * Ends the server and returns the requests of its log, sorted: a line "/PATH STATUS" for each, with the path
+     * decoded; those of tinyproxy as "METHOD ADDRESS".
      */
-    QList<QByteArray> requests();
+    QByteArray requests();
 
     /** Ends the server. */
     void stop();

@@ -142,6 +142,7 @@ ProgramRun ProgramSession::finish()
 
 Program::Program() : Program(programPath())
 {
+    wrapper = qEnvironmentVariable("TAVRIN_TEST_WRAPPER").split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
 Program::Program(const QString& executablePath) : executable(executablePath), systems(homeDirectory.path())
@@ -155,7 +156,8 @@ Program::Program(const QString& executablePath) : executable(executablePath), sy
         set(name, value);
     }
     const QProcessEnvironment callers = QProcessEnvironment::systemEnvironment();
-    for (const char* name : {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS", "LD_LIBRARY_PATH", "QT_PLUGIN_PATH"}) {
+    for (const char* name :
+         {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS", "LD_LIBRARY_PATH", "QT_PLUGIN_PATH", "VALGRIND_LAUNCHER"}) {
         const QString key = QString::fromLatin1(name);
         if (callers.contains(key)) {
             set(key, callers.value(key));
@@ -219,6 +221,7 @@ std::unique_ptr<ProgramSession> Program::start(const QStringList& arguments)
     auto process = std::make_unique<ChildProcess>(closedDescriptors, childSignalIsBlocked);
     process->setProcessEnvironment(environment);
     process->setWorkingDirectory(directory.isEmpty() ? home() : directory);
-    process->start(executable, arguments);
+    const QStringList words = wrapper + QStringList{executable} + arguments;
+    process->start(words.first(), words.mid(1));
     return std::unique_ptr<ProgramSession>(new ProgramSession(std::move(process), limit));
 }

@@ -227,6 +227,7 @@ private:
     void preloadFakeLibrary();
 
     QString executable;
+    QStringList wrapper; // a command that runs the program, from TAVRIN_TEST_WRAPPER; not for other programs
     QString directory;
     QProcessEnvironment environment;
     QTemporaryDir homeDirectory;

@@ -82,8 +82,9 @@ void FakeTools::addTo(const QString& targetDirectory, const QString& name, const
     const QByteArray calls = quoted(QFile::encodeName(directory.path() + QStringLiteral("/calls")));
     QByteArray script = "#!/bin/sh\nn=0\nuntil " + command("mkdir") + " " + calls +
                         "/$n 2>/dev/null; do n=$((n+1)); done\n" + "call=" + calls + "/$n\n" + "printf '%s' " +
-                        quoted(name.toUtf8()) + " >\"$call/tool\"\n" + "pwd >\"$call/directory\"\n" + command("cat") +
-                        " /proc/$$/environ >\"$call/environment\"\n: >\"$call/arguments\"\n" +
+                        quoted(name.toUtf8()) + " >\"$call/tool\"\n" +
+                        "pwd >\"$call/directory\"\nexec 3</proc/self/environ\n" + command("cat") +
+                        " <&3 >\"$call/environment\"\nexec 3<&-\n: >\"$call/arguments\"\n" +
                         "for a; do printf '%s\\0' \"$a\" >>\"$call/arguments\"; done\n";
     if (tool.readsInput) {
         script += command("cat") + " >\"$call/input\"\n";

@@ -206,6 +206,11 @@ QStringList Program::recordedTexts() const
     return texts;
 }
 
+QString Program::traceFile() const
+{
+    return home() + QStringLiteral("/calls");
+}
+
 ProgramRun Program::run(const QStringList& arguments)
 {
     const std::unique_ptr<ProgramSession> session = start(arguments);
@@ -219,9 +224,18 @@ ProgramRun Program::run(const QStringList& arguments)
 std::unique_ptr<ProgramSession> Program::start(const QStringList& arguments)
 {
     auto process = std::make_unique<ChildProcess>(closedDescriptors, childSignalIsBlocked);
-    process->setProcessEnvironment(environment);
     process->setWorkingDirectory(directory.isEmpty() ? home() : directory);
-    const QStringList words = wrapper + QStringList{executable} + arguments;
+    QProcessEnvironment variables = environment;
+    QStringList words = wrapper + QStringList{executable} + arguments;
+    if (isTraced) {
+        const QString preload = QStringLiteral("LD_PRELOAD");
+        words = traceCommand(traceFile(), variables.value(preload)) + QStringList{executable} + arguments;
+        variables.remove(preload);
+        // The leak check does not work in a traced process.
+        const QString asan = QStringLiteral("ASAN_OPTIONS");
+        variables.insert(asan, variables.value(asan) + QStringLiteral(":detect_leaks=0"));
+    }
+    process->setProcessEnvironment(variables);
     process->start(words.first(), words.mid(1));
     return std::unique_ptr<ProgramSession>(new ProgramSession(std::move(process), limit));
 }

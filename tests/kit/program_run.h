@@ -3,6 +3,7 @@
 // loop runs while the program does, so a FakePatchServer in the same process can answer it.
 #pragma once
 
+#include "call_trace.h"
 #include "running_systems.h"
 
 #include <QByteArray>
@@ -207,6 +208,19 @@ public:
     /** The texts of all runs since recordTexts(), each as "context|text". */
     QStringList recordedTexts() const;
 
+    /** Has strace note what the started program does to files and processes; leaks are not looked for then. */
+    Program& traceCalls()
+    {
+        isTraced = true;
+        return *this;
+    }
+
+    /** What strace noted in the last run. */
+    QList<SystemCall> tracedCalls() const
+    {
+        return callsIn(traceFile());
+    }
+
     /** How long a run may take before it is killed; in milliseconds. */
     Program& timeLimit(int milliseconds)
     {
@@ -225,6 +239,7 @@ public:
 
 private:
     void preloadFakeLibrary();
+    QString traceFile() const;
 
     QString executable;
     QStringList wrapper; // a command that runs the program, from TAVRIN_TEST_WRAPPER; not for other programs
@@ -235,5 +250,6 @@ private:
     QByteArray inputText;
     QVector<int> closedDescriptors;
     bool childSignalIsBlocked = false;
+    bool isTraced = false;
     int limit = 60000;
 };

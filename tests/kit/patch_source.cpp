@@ -1,7 +1,9 @@
 // A failure to make a page or an archive is not the result of a test, so it ends the test program.
 #include "patch_source.h"
 
+#include "helper_run.h"
 #include "test_files.h"
+#include "test_paths.h"
 
 #include <QUrl>
 
@@ -99,4 +101,15 @@ QByteArray archiveOf(const QString& member, const QByteArray& content)
     QByteArray archive = (before + octal(sum, 7) + " " + after).leftJustified(block, '\0') + content;
     archive += QByteArray((block - content.size() % block) % block, '\0');
     return archive + QByteArray(2 * block, '\0');
+}
+
+QByteArray badArchive(const QString& name)
+{
+    static const QTemporaryDir folder;
+    static const bool isMade = [] {
+        requireHelper(projectSourceDir() + "/tests/corpus/make_bad_archives", {folder.path()});
+        return true;
+    }();
+    Q_UNUSED(isMade)
+    return contentOf(folder.filePath(name));
 }

@@ -55,3 +55,6 @@ private:
 
 /** An uncompressed archive with one plain file, stored under the given name, which may be an absolute path. */
 QByteArray archiveOf(const QString& member, const QByteArray& content);
+
+/** A broken or odd archive for a patch P1: one that tests/corpus/make_bad_archives writes, which is done once. */
+QByteArray badArchive(const QString& name);

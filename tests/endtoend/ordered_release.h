@@ -7,7 +7,7 @@
 #include "installable_release.h"
 
 #include <QByteArray>
-#include <QDir>
+#include <QRegularExpression>
 #include <QString>
 #include <QStringList>
 
@@ -92,14 +92,26 @@ public:
         return "perl|" + installation.path("bin/ozna_installed_patches");
     }
 
-    /** The marks of applied patches that are there, and those of the first patches. */
-    QStringList marks() const
+    /** All files below the installation but the archive tool, sorted. */
+    QStringList files() const
     {
-        return QDir(installation.path("patched")).entryList(QDir::Files, QDir::Name);
+        QStringList names = installation.tree().filter(QRegularExpression("^[fl] "));
+        names.replaceInStrings(QRegularExpression("^f \\S+ \\S+ \\S+ |^l "), "");
+        names.removeAll("bin/bsdtar");
+        names.sort();
+        return names;
     }
-    static QStringList marksUntil(int count)
+
+    /** The same when so many of the patches are installed and these archives are stored. */
+    static QStringList filesAfter(int installed, const QStringList& archives, const QStringList& others = {})
     {
-        QStringList names = NAMES.mid(0, count);
+        QStringList names = QStringList{"bin/ozna_installed_patches"} + others;
+        for (const QString& patch : NAMES.mid(0, installed)) {
+            names << "patched/" + patch;
+        }
+        for (const QString& archive : archives) {
+            names << "patches/" + archive;
+        }
         names.sort();
         return names;
     }

@@ -7,7 +7,12 @@
 #include "test_paths.h"
 
 #include <QDir>
+#include <QFile>
 #include <QRegularExpression>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using Answer = FakePatchServer::Answer;
 
@@ -147,6 +152,70 @@ private slots:
         QCOMPARE(filesWrittenByProgram(release.program.tracedCalls()),
                  (QList<QByteArray>{NO_FILE, "/opt/tavrin/5.9/patches/" + written}));
         compareNewEntriesOf(release, before, added);
+    }
+
+    void linkUnderAnArchivesNameIsFollowed_data()
+    {
+        const Rows<bool, bool> row("isHard", "isThere");
+        row("symbolic", false, true);
+        row("symbolic, to nothing", false, false);
+        row("hard", true, true);
+    }
+
+    // The one way in which the program writes elsewhere: someone who can write the folder has put the link there.
+    void linkUnderAnArchivesNameIsFollowed()
+    {
+        QFETCH(bool, isHard);
+        QFETCH(bool, isThere);
+        InstallableRelease release;
+        const QByteArray other = QFile::encodeName(release.installation.path("lib/other"));
+        const QByteArray name = QFile::encodeName(release.installation.path("patches/P1.tar"));
+        if (isThere) {
+            release.installation.withFile("lib/other", "kept so far");
+        }
+        QCOMPARE(isHard ? ::link(other, name) : ::symlink(other, name), 0);
+        compareRun(release.run(), 0, untilUnpacking({"P1.tar"}) + installing("P1.tar", {"patched/P1"}) + FINISH);
+        QCOMPARE(release.content("lib/other"), archiveOf(release.installation.path("patched/P1"), "text"));
+    }
+
+    void entryThatCannotBeWrittenEndsTheRun_data()
+    {
+        const Rows<QString> row("entry");
+        row("folder", "folder");
+        row("link to a folder", "link ../lib");
+        row("link to itself", "link P1.tar");
+        row("file without the right to write", "file");
+    }
+
+    void entryThatCannotBeWrittenEndsTheRun()
+    {
+        QFETCH(QString, entry);
+        InstallableRelease release;
+        const QString name = "patches/P1.tar";
+        if (entry == "folder") {
+            release.installation.withFile(name + "/file");
+        } else if (entry == "file") {
+            release.installation.withFile(name, "kept").withMode(name, 0444);
+        } else {
+            QVERIFY(QFile::link(entry.section(' ', 1), release.installation.path(name)));
+        }
+        const QStringList before = release.installation.tree();
+        compareRun(release.run(), 1, untilDownload(1), cannotOpen("/patches/P1.tar"));
+        QCOMPARE(release.installation.tree(), before);
+    }
+
+    // Without a reader the run would wait for one.
+    void pipeUnderAnArchivesNameEndsTheRun()
+    {
+        InstallableRelease release;
+        const QByteArray name = QFile::encodeName(release.installation.path("patches/P1.tar"));
+        QCOMPARE(::mkfifo(name, 0600), 0);
+        const int reader = ::open(name, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        QVERIFY(reader >= 0);
+        compareRun(release.run(), 1, untilDownload(1), "No data downloaded for patch file, " + name + '\n');
+        ::close(reader);
+        QVERIFY(!release.has("patched/P1"));
+        QVERIFY(!release.has("applied_patches.html"));
     }
 
     void toolsAreStartedWithoutAShell()

@@ -5,6 +5,35 @@
 
 #include <QObject>
 
+#ifdef TAVRIN_COVERAGE
+extern "C" { // the header is written for C alone
+#include <gcov.h>
+}
+
+namespace {
+
+// The module has counters of its own, which the program does not write when it ends without cleanup. The thread-local
+// object is made after the program's, so exit() destroys it first.
+struct CountersWrittenAtExit
+{
+    CountersWrittenAtExit() = default;
+    CountersWrittenAtExit(const CountersWrittenAtExit&) = delete;
+    CountersWrittenAtExit& operator=(const CountersWrittenAtExit&) = delete;
+
+    ~CountersWrittenAtExit()
+    {
+        __gcov_dump();
+    }
+};
+
+__attribute__((constructor)) void writeCountersAtExit()
+{
+    thread_local const CountersWrittenAtExit countersWrittenAtExit;
+}
+
+} // namespace
+#endif
+
 class TavrinUpdateModule : public QObject, public TavrinUpdateWidgetsFactory
 {
     Q_OBJECT

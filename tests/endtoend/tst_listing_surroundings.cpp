@@ -184,6 +184,17 @@ private slots:
         }
         compareRun(release.program.run(options + QStringList{release.source.url()}), 0, output);
     }
+
+    // Nothing can then take the place of a closed stream.
+    void closedInputAndNoNullDeviceDoNotHangTheRun()
+    {
+        InstallableRelease release(pageOf(1));
+        release.program.invokedAs("unshare").unset("LD_PRELOAD"); // which is for the program alone
+        const QString script = "mount -t tmpfs tmpfs /dev && exec \"$@\" 0<&-";
+        compareRun(
+            release.program.run({"--mount", "sh", "-c", script, "sh", programPath(), "-t", "-l", release.source.url()}),
+            0, reportOf("5.9", patchesOf(1)));
+    }
 };
 
 TAVRIN_TEST_MAIN(TstListingSurroundings)

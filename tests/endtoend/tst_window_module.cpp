@@ -117,6 +117,7 @@ private slots:
                                        QByteArray("/libQt5Gui.so"), QByteArray("/plugins/platforms/")}) {
             QVERIFY2(memory.contains(file) == loads, file);
         }
+        QVERIFY(!memory.contains("/plugins/bearer/")); // they would watch the network interfaces
         server.release("/");
         compareRun(session->finish(), 0, reportOf("5.9", patchesOf(1)));
     }

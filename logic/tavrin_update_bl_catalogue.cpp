@@ -24,6 +24,19 @@ QString copyOf(const QStringRef& text)
     return QString(text.data(), text.size());
 }
 
+// How many characters entities and default attributes may add to a page. Without a limit, a page of a megabyte could
+// grow beyond all memory.
+constexpr int MOST_EXPANSION = 1 << 24;
+
+// The reader limits only each entity, so a page with very many references gets a lower limit.
+void limitExpansion(QXmlStreamReader& page)
+{
+    QIODevice* source = page.device();
+    const QByteArray bytes = source->peek(source->bytesAvailable());
+    const int references = bytes.count('&') + bytes.count('%');
+    page.setEntityExpansionLimit(qMin(page.entityExpansionLimit(), MOST_EXPANSION / qMax(1, references)));
+}
+
 // A quick first check of a file's name: false means that no patch of the list has it. An installation can have many
 // more markers than the list has patches; reading their names is quick, but decoding and keeping each one is not. With
 // a name in the list that is not ASCII, every file passes.
@@ -123,6 +136,7 @@ void TavrinUpdateBusinessLogic::refreshRealTimeSystems()
 QString TavrinUpdateBusinessLogic::parsePatchList(QNetworkReply* reply)
 {
     QXmlStreamReader page(reply);
+    limitExpansion(page);
     QString failure = findListMarker(page, reply->url().toDisplayString());
     if (failure.isEmpty()) {
         failure = readEntries(page);
@@ -158,6 +172,7 @@ QString TavrinUpdateBusinessLogic::readEntries(QXmlStreamReader& page)
     Entry entry = Entry::Outside;
     QString heading;
     QString link;
+    int defaultLength = 0; // of all links that come from a declaration and not from the list
     while (!page.atEnd()) {
         const QXmlStreamReader::TokenType token = page.readNext();
         if (token == QXmlStreamReader::StartElement) {
@@ -167,7 +182,16 @@ QString TavrinUpdateBusinessLogic::readEntries(QXmlStreamReader& page)
                 entry = Entry::BlockQuote;
             }
             // Required: links add up until an entry is complete, whichever elements carry them.
-            link += page.attributes().value(HREF_ATTRIBUTE);
+            const QXmlStreamAttributes attributes = page.attributes();
+            for (const QXmlStreamAttribute& attribute : attributes) {
+                if (attribute.qualifiedName() == HREF_ATTRIBUTE) {
+                    link += attribute.value();
+                    defaultLength += attribute.isDefault() ? attribute.value().size() : 0;
+                }
+            }
+            if (defaultLength > MOST_EXPANSION) {
+                page.raiseError(tr("The links that elements have by default are too long."));
+            }
             continue;
         }
         if (token != QXmlStreamReader::Characters || entry == Entry::Outside) {

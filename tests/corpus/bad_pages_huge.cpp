@@ -22,6 +22,12 @@ QList<BadPage> hugePages()
     for (int i = 0; i < 1000; ++i) {
         attributes += " a" + QByteArray::number(i) + "='b'";
     }
+    const QByteArray kilobyte(1000, 'x');
+    const QByteArray references = QByteArray("&n;").repeated(2 * MEGABYTE);
+    const QString expanded = QStringLiteral("Entity expands to more characters than the entity expansion limit.");
+    const auto declared = [](const QByteArray& declarations, const QByteArray& entries) {
+        return "<!DOCTYPE ul [" + declarations + "]><ul><!-- new patch -->" + FIRST + entries + "</ul>";
+    };
     return {
         {"elements nested 100,000 deep before the marker",
          QByteArray("<p>").repeated(MANY) + list + QByteArray("</p>").repeated(MANY),
@@ -75,5 +81,21 @@ QList<BadPage> hugePages()
          first,
          {}},
         {"100,000 entries of one patch", "<ul><!-- new patch -->" + FIRST.repeated(MANY) + "</ul>", many, {}},
+        {"page of few megabytes that entities make large",
+         declared("<!ENTITY n '" + kilobyte + "'>", entryOf("P2 2", "b.tar", references)), first, expanded},
+        {"page of few megabytes with a link that entities make large",
+         declared("<!ENTITY n '" + kilobyte + "'>", entryOf("P2 2", references)), first, expanded},
+        {"page of few megabytes with declarations that entities make large",
+         "<!DOCTYPE ul [<!ENTITY % n '<!--" + kilobyte + "-->'>" + QByteArray("%n;").repeated(2 * MEGABYTE) + "]>" +
+             list,
+         {},
+         noList(expanded)},
+        {"page of few megabytes with attributes that entities make large",
+         "<!DOCTYPE ul [<!ENTITY n '" + kilobyte + "'><!ATTLIST b c CDATA '" + references + "'>]>" + list,
+         {},
+         noList(expanded)},
+        {"page of few megabytes that default links make large",
+         declared("<!ATTLIST b href CDATA '" + QByteArray(MEGABYTE, 'x') + "'>", QByteArray("<b/>").repeated(3000)),
+         first, "The links that elements have by default are too long."},
     };
 }

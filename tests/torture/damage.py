@@ -3,8 +3,8 @@
 
 Each kind of archive is tried a number of times, each time with another byte. A run does not notice the damage when it
 ends with status 0 although it leaves another tree than the good archive does; the archive itself is not compared. The
-positions and bytes follow from the seed, so a figure can be repeated. Without the mark of the patch the next run installs
-it again. A crash or a hang is a failure.
+positions and bytes follow from the seed, so a figure can be repeated. Without the mark of the patch the next run
+installs it again. A crash or a hang is a failure.
 """
 
 import argparse

@@ -21,6 +21,9 @@ def main():
     calls = commands.add_parser("calls")
     calls.add_argument("--sample", type=int)
     calls.add_argument("--only", default="")
+    damage = commands.add_parser("damage")
+    damage.add_argument("--tries", type=int, default=40)
+    damage.add_argument("--seed", type=int, default=10)
     arguments = vars(parser.parse_args())
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))  # the first process of a namespace ignores it otherwise
     failures = importlib.import_module(arguments.pop("command")).run(**arguments)

@@ -1,8 +1,11 @@
 // The server's side of HTTP: one request per connection, and after a whole answer the client closes the connection.
-// That tells the server that the client has received the answer.
+// That tells the server that the client has received the answer. Exact bytes can end otherwise, and a connection that
+// they leave open takes further requests.
 #include "fake_patch_server.h"
 
 #include <QFile>
+
+#include <sys/socket.h>
 
 namespace {
 
@@ -20,6 +23,14 @@ FakePatchServer::Request parse(const QByteArray& head)
         request.headers.insert(lines.at(i).left(colon).toLower(), lines.at(i).mid(colon + 1).trimmed());
     }
     return request;
+}
+
+// Without the wait for what is still to be sent, the system ends the connection with a reset.
+void reset(QTcpSocket& socket)
+{
+    const linger none = {1, 0};
+    ::setsockopt(static_cast<int>(socket.socketDescriptor()), SOL_SOCKET, SO_LINGER, &none, sizeof none);
+    socket.abort();
 }
 
 } // namespace
@@ -44,6 +55,12 @@ FakePatchServer::FakePatchServer(quint16 port)
 void FakePatchServer::answer(const QByteArray& path, const Answer& answer)
 {
     answers.insert(path, answer);
+}
+
+void FakePatchServer::answerInTurn(const QByteArray& path, const QList<Answer>& answersInTurn)
+{
+    answer(path, answersInTurn.first());
+    laterAnswers.insert(path, answersInTurn.mid(1));
 }
 
 void FakePatchServer::release(const QByteArray& path)
@@ -81,7 +98,16 @@ void FakePatchServer::react(QTcpSocket* socket, const QByteArray& path)
         waiting.append({socket, path});
         return;
     }
+    takeTurn(path);
     send(socket, path, answer);
+}
+
+void FakePatchServer::takeTurn(const QByteArray& path)
+{
+    QList<Answer>& later = laterAnswers[path];
+    if (!later.isEmpty()) {
+        answers.insert(path, later.takeFirst());
+    }
 }
 
 void FakePatchServer::send(QTcpSocket* socket, const QByteArray& path, const Answer& answer)
@@ -91,6 +117,11 @@ void FakePatchServer::send(QTcpSocket* socket, const QByteArray& path, const Ans
     }
     if (answer.kind == Answer::Kind::HangUp) {
         socket->disconnectFromHost();
+        return;
+    }
+    if (answer.kind == Answer::Kind::Raw) {
+        connect(socket, &QTcpSocket::disconnected, this, [this, path] { clientHasAnswer(path); });
+        sendRaw(socket, answer);
         return;
     }
     QByteArray head = "HTTP/1.1 " + QByteArray::number(answer.code) + " As told\r\nConnection: close\r\n";
@@ -109,6 +140,32 @@ void FakePatchServer::send(QTcpSocket* socket, const QByteArray& path, const Ans
     }
     socket->write(answer.content);
     connect(socket, &QTcpSocket::disconnected, this, [this, path] { clientHasAnswer(path); });
+}
+
+// Goes on with the rest when what it has written is with the system: a reset would drop it otherwise.
+void FakePatchServer::sendRaw(QTcpSocket* socket, const Answer& answer)
+{
+    if (answer.content.isEmpty()) {
+        if (answer.ending == Answer::Ending::Reset) {
+            reset(*socket);
+        } else if (answer.ending == Answer::Ending::Close) {
+            socket->disconnectFromHost();
+        }
+        return;
+    }
+    socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    Answer rest = answer;
+    const int size = answer.isTrickled ? 1 : answer.content.size();
+    rest.content.remove(0, size);
+    auto* const step = new QObject(socket);
+    connect(socket, &QTcpSocket::bytesWritten, step, [this, socket, step, rest] {
+        if (socket->bytesToWrite() == 0) {
+            step->deleteLater();
+            disconnect(socket, nullptr, step, nullptr);
+            sendRaw(socket, rest);
+        }
+    });
+    socket->write(answer.content.constData(), size);
 }
 
 void FakePatchServer::clientHasAnswer(const QByteArray& path)

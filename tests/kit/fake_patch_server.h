@@ -1,6 +1,7 @@
 // A real HTTP server on loopback. For each path it does what the test says: answer with any status, redirect, cut a
-// body off, hang up, keep silent, or hold an answer back so that replies finish in a chosen order. It needs the event
-// loop of the test's thread.
+// body off, send exact bytes, hang up, reset the connection, keep silent, or hold an answer back so that replies finish
+// in a chosen order. The table of everything that can go wrong is in fault_answers.h. It needs the event loop of the
+// test's thread.
 #pragma once
 
 #include <QByteArray>
@@ -55,6 +56,15 @@ public:
             return answer;
         }
 
+        /** Exactly these bytes instead of a status line, headers and a body. */
+        static Answer raw(const QByteArray& bytes)
+        {
+            Answer answer;
+            answer.kind = Kind::Raw;
+            answer.content = bytes;
+            return answer;
+        }
+
         /** The contents of a file as they are when this is called. */
         static Answer file(const QString& fileName);
 
@@ -87,6 +97,27 @@ public:
             return *this;
         }
 
+        /** Ends exact bytes with a reset of the connection instead of an orderly end. */
+        Answer& thenReset()
+        {
+            ending = Ending::Reset;
+            return *this;
+        }
+
+        /** Leaves the connection open after exact bytes. */
+        Answer& thenStay()
+        {
+            ending = Ending::Stay;
+            return *this;
+        }
+
+        /** Sends exact bytes one by one, each when the one before it has gone out. */
+        Answer& trickled()
+        {
+            isTrickled = true;
+            return *this;
+        }
+
         /** Waits with the answer until release() is called for the path. */
         Answer& held()
         {
@@ -106,8 +137,15 @@ public:
         enum class Kind
         {
             Reply,
+            Raw,
             HangUp,
             Silence
+        };
+        enum class Ending
+        {
+            Close,
+            Reset,
+            Stay
         };
 
         Kind kind = Kind::Reply;
@@ -115,6 +153,8 @@ public:
         QByteArray content;
         QList<QPair<QByteArray, QByteArray>> headers;
         int cut = -1;
+        Ending ending = Ending::Close;
+        bool isTrickled = false;
         bool isHeld = false;
         QByteArray awaitedPath;
     };
@@ -124,6 +164,9 @@ public:
 
     /** Says what to do for a path, the query included; a path never mentioned is answered with 404. */
     void answer(const QByteArray& path, const Answer& answer);
+
+    /** The same with another answer for each request; the last one stays. */
+    void answerInTurn(const QByteArray& path, const QList<Answer>& answersInTurn);
 
     /** Sends the answers that were held back for a path, and holds none back any more. */
     void release(const QByteArray& path);
@@ -162,8 +205,10 @@ private:
     void readRequest(QTcpSocket* socket);
     void react(QTcpSocket* socket, const QByteArray& path);
     void send(QTcpSocket* socket, const QByteArray& path, const Answer& answer);
+    void sendRaw(QTcpSocket* socket, const Answer& answer);
     void clientHasAnswer(const QByteArray& path);
     void reactToWaiting();
+    void takeTurn(const QByteArray& path);
 
     struct Waiting
     {
@@ -172,6 +217,7 @@ private:
     };
 
     QHash<QByteArray, Answer> answers;
+    QHash<QByteArray, QList<Answer>> laterAnswers;
     QList<Request> receivedRequests;
     QList<Waiting> waiting;
     QList<QByteArray> finishedPaths;

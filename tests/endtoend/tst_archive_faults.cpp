@@ -1,0 +1,149 @@
+// An installing run against everything that a server can do when it is asked for an archive. Output, installation and
+// requests are compared with what the same bytes give when they are stored and unpacked by hand.
+#include "expected_texts.h"
+#include "fault_answers.h"
+#include "helper_run.h"
+#include "installable_release.h"
+#include "test.h"
+
+#include <QDir>
+
+namespace {
+
+const QByteArray PAGE_PATH = "/5.9/";
+const QByteArray PATH = "/5.9/P1.tar";
+
+// The mark comes last; half of the archive is half of the other file.
+QByteArray wholeArchive()
+{
+    QByteArray content;
+    for (int i = 0; i < 500; ++i) {
+        content += QByteArray::number(i * 7919 % 10007) + '\n';
+    }
+    const int endOfArchive = 1024;
+    return archiveOf("/opt/tavrin/5.9/lib/one.txt", content).chopped(endOfArchive) +
+           archiveOf("/opt/tavrin/5.9/patched/P1", {});
+}
+
+QByteArray describe(const ProgramRun& run, const QStringList& tree)
+{
+    return describe(run) + "installation:\n" + tree.join('\n').toUtf8() + '\n';
+}
+
+// What a run with this outcome of its one download has to leave.
+QByteArray resultOf(const FaultOutcome& outcome, const QString& url)
+{
+    FakeInstallation installation;
+    installation.withTools();
+    ProgramRun run;
+    run.status = 1;
+    run.output = untilDownload(1);
+    switch (outcome.kind) {
+    case FaultOutcome::Kind::Failure:
+        run.errors = downloadFailed(url.toUtf8(), QByteArray(outcome.text).replace("%1", url.toUtf8()));
+        return describe(run, installation.tree());
+    case FaultOutcome::Kind::Redirect:
+        run.errors = "Download request was redirected.\n\n";
+        return describe(run, installation.tree());
+    default:
+        break;
+    }
+    installation.withFile("patches/P1.tar", outcome.text);
+    if (outcome.text.isEmpty()) {
+        run.errors = "No data downloaded for patch file, " + installation.path("patches/P1.tar").toUtf8() + '\n';
+        return describe(run, installation.tree());
+    }
+    run.output = untilUnpacking({"P1.tar"});
+    const HelperRun unpacked =
+        runHelper(installation.path("bin/bsdtar"), {"-xvPf", installation.path("patches/P1.tar")});
+    if (unpacked.status != 0) {
+        run.errors = unpacked.errors + '\n';
+        return describe(run, installation.tree());
+    }
+    run.status = 0;
+    run.output += unpacked.errors + '\n' + installing("P1.tar", {}) + FINISH;
+    // The archive tool passes over damage between two members, with the mark if that is lost.
+    const QStringList marks = QDir(installation.path("patched")).entryList(QDir::Files);
+    installation.withFile("applied_patches.html", appliedPage(marks));
+    return describe(run, installation.tree());
+}
+
+} // namespace
+
+class TstArchiveFaults : public Test
+{
+    Q_OBJECT
+
+private slots:
+    void archiveIsInstalledOrReported_data()
+    {
+        const Rows<Fault> row("fault");
+        for (const Fault& fault : endingFaults(wholeArchive())) {
+            row(fault.name, fault);
+        }
+    }
+
+    void archiveIsInstalledOrReported()
+    {
+        QFETCH(Fault, fault);
+        FakePatchServer server;
+        server.answer(PAGE_PATH, FakePatchServer::Answer::body(pageWith({"P1.tar"}).html()));
+        server.answer(PATH, fault.answer);
+        QList<QByteArray> possible;
+        for (const FaultOutcome& outcome : fault.outcomes) {
+            possible << resultOf(outcome, server.url(PATH));
+        }
+        FakeInstallation installation;
+        installation.withTools();
+        Program program;
+        program.tavrin(installation.path()).input("y\n");
+        const ProgramRun run = program.run({"-t", server.url(PAGE_PATH)});
+        const QByteArray result = describe(run, installation.tree());
+        QVERIFY2(possible.contains(result), result + "\nis none of:\n" + possible.join("\nor\n"));
+        QList<QByteArray> paths = server.requestedPaths();
+        QCOMPARE(paths.takeFirst(), PAGE_PATH);
+        QVERIFY2(fault.explains(paths, PATH), paths.join('\n'));
+    }
+
+    void silentServerIsWaitedFor_data()
+    {
+        const Rows<Fault> row("fault");
+        for (const Fault& fault : silentFaults(wholeArchive())) {
+            row(fault.name, fault);
+        }
+    }
+
+    // No time limit is laid down for a server. SIGTERM ends the wait.
+    void silentServerIsWaitedFor()
+    {
+        QFETCH(Fault, fault);
+        ServedRelease release(pageWith({"P1.tar"}));
+        const QStringList before = release.installation.tree();
+        release.server.answer(PATH, fault.answer);
+        const auto session = release.start({"-Q"});
+        const QList<QByteArray> paths{PAGE_PATH, PATH};
+        QTRY_COMPARE(release.server.requestedPaths(), paths);
+        session->sendSignal(SIGTERM);
+        const ProgramRun run = session->finish();
+        QVERIFY(run.crashed && !run.timedOut);
+        QCOMPARE(run.status, SIGTERM);
+        QCOMPARE(run.errors, QByteArray());
+        QCOMPARE(release.server.requestedPaths(), paths);
+        QCOMPARE(release.installation.tree(), before);
+    }
+
+    // Qt undoes the encoding of the answer, so the file under the archive's name is not compressed any more.
+    void compressedArchiveInAnEncodedAnswerIsInstalled()
+    {
+        ServedRelease release(pageWith({"P1.tar.gz"}));
+        const QByteArray archive = wholeArchive();
+        release.server.answer("/5.9/P1.tar.gz",
+                              FakePatchServer::Answer::body(gzipped(archive)).header("Content-Encoding", "gzip"));
+        compareRun(release.run(), 0,
+                   untilUnpacking({"P1.tar.gz"}) + installing("P1.tar.gz", {"lib/one.txt", "patched/P1"}) + FINISH);
+        QCOMPARE(release.content("patches/P1.tar.gz"), archive);
+    }
+};
+
+TAVRIN_TEST_MAIN(TstArchiveFaults)
+#include "tst_archive_faults.moc"

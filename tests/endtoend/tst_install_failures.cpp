@@ -1,5 +1,6 @@
-// Installing runs that end because of a download, an archive or the directory for it: each run has one fault, prints
-// one message, and changes nothing else. The expected message about a broken archive comes from bsdtar itself.
+// Installing runs that end because of an archive or the directory for it: each run has one fault, prints one message,
+// and changes nothing else. The expected message about a broken archive comes from bsdtar itself. What a server can do
+// is in tst_archive_faults.
 #include "expected_texts.h"
 #include "helper_run.h"
 #include "installable_release.h"
@@ -44,43 +45,6 @@ class TstInstallFailures : public Test
     Q_OBJECT
 
 private slots:
-    void failedDownloadEndsTheRun_data()
-    {
-        // errors: %1 is the address
-        const Rows<Answer, QByteArray, QStringList> row("answer", "errors", "stored");
-        const QByteArray replied = downloadFailed("%1", serverReplied("%1"));
-        const QByteArray closed = downloadFailed("%1", "Connection closed");
-        const QByteArray noData = "No data downloaded for patch file, /opt/tavrin/5.9/patches/P2.tar\n";
-        const QByteArray body = archiveOf("/opt/tavrin/5.9/patched/P2", QByteArray(5000, 'x'));
-        const QStringList first{"P1.tar"};
-        row("not found", Answer::status(404), replied, first);
-        row("server error", Answer::status(500, "sorry"), replied, first);
-        row("redirected", Answer::redirect(302, "/5.9/P1.tar"), "Download request was redirected.\n\n", first);
-        row("closes the connection", Answer::hangUp(), closed, first);
-        row("stops in the middle", Answer::body(body).cutAfter(3000), closed, first);
-        row("stops before the end", Answer::body(body).cutAfter(body.size() - 1), closed, first);
-        row("empty body", Answer::body(""), noData, {"P1.tar", "P2.tar"});
-        row("no content", Answer::status(204), noData, {"P1.tar", "P2.tar"});
-    }
-
-    void failedDownloadEndsTheRun()
-    {
-        QFETCH(Answer, answer);
-        QFETCH(QByteArray, errors);
-        ServedRelease release({"P1.tar", "P2.tar", "P3.tar"});
-        const QByteArray archive = archiveOf(release.installation.path("patched/P1"), "text");
-        release.server.answer("/5.9/P2.tar", answer.after("/5.9/P1.tar"));
-        release.server.answer("/5.9/P3.tar", Answer::body(archive).held());
-        compareRun(release.run(), 1, untilDownload(3) + downloaded({"P1.tar"}),
-                   errors.replace("%1", release.server.url("/5.9/P2.tar").toUtf8()));
-        QTEST(release.storedArchives(), "stored");
-        QCOMPARE(release.content("patches/P1.tar"), archive);
-        QCOMPARE(QFileInfo(release.installation.path("patches/P2.tar")).size(), qint64(0));
-        // Nothing is unpacked before everything is downloaded.
-        QCOMPARE(QDir(release.installation.path("patched")).entryList(QDir::Files), QStringList());
-        QVERIFY(!release.has("applied_patches.html"));
-    }
-
     void failureHasTheFullyEncodedAddress()
     {
         ServedRelease release(pageWith({"P 1%C3%A9.tar"}));

@@ -1,5 +1,5 @@
-// Listing runs that fail: sources that cannot be reached, answers that redirect or are incomplete, and pages with a
-// fault in every part. Each run prints one message to standard error, nothing to standard output, and fails.
+// Listing runs that fail: sources that cannot be reached, and pages with a fault in every part. Each run prints one
+// message to standard error, nothing to standard output, and fails. What else a server can do is in tst_page_faults.
 #include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
@@ -53,58 +53,7 @@ class TstListingFailures : public Test
     Q_OBJECT
 
 private slots:
-    void failingAnswerEndsTheRun_data()
-    {
-        // errors: %1 is the address
-        const Rows<Answer, QByteArray> row("answer", "errors");
-        const QByteArray page = pageWithEntries(ENTRY);
-        const QByteArray replied = failedToRead("%1", serverReplied("%1"));
-        const QByteArray closed = failedToRead("%1", "Connection closed");
-        for (const int status : {400, 403, 404, 405, 408, 410, 500, 501, 503}) {
-            row(QByteArray::number(status), Answer::status(status, page), replied);
-        }
-        row("a redirect without a target", Answer::status(302, page), "Request was redirected.\n\n");
-        row("not modified", Answer::status(304), noListAt("%1") + ":\n" + markupError({}) + "\n" + EXITING);
-        row("ends before the body", Answer::body(page).cutAfter(0), closed);
-        row("ends within the body, before the list", Answer::body(page).cutAfter(10), closed);
-        row("ends within the list", Answer::body(page).cutAfter(150), closed);
-        row("ends before the last byte", Answer::body(page).cutAfter(page.size() - 1), closed);
-    }
-
-    void failingAnswerEndsTheRun()
-    {
-        QFETCH(Answer, answer);
-        QFETCH(QByteArray, errors);
-        release->server.answer("/5.9/", answer);
-        compareRun(release->run({"-l"}), 1, {}, errors.replace("%1", url().toLatin1()));
-        QCOMPARE(release->server.requestedPaths(), QList<QByteArray>{"/5.9/"});
-    }
-
-    void redirectIsRefusedWithItsMessage_data()
-    {
-        const Rows<int> row("status");
-        for (const int status : {301, 302, 303, 305, 307, 308}) {
-            row(QByteArray::number(status), status);
-        }
-    }
-
-    void redirectIsRefusedWithItsMessage()
-    {
-        QFETCH(int, status);
-        release->server.answer("/5.9/", Answer::redirect(status, release->server.url("/elsewhere/").toLatin1()));
-        release->server.answer("/elsewhere/", Answer::body(pageWithEntries(ENTRY)));
-        compareRun(release->run({"-l"}), 1, {}, "Request was redirected.\n\n");
-        QCOMPARE(release->server.requestedPaths(), QList<QByteArray>{"/5.9/"});
-    }
-
-    // Qt may send the request again.
-    void connectionClosedBeforeTheHeadersFails()
-    {
-        release->server.answer("/5.9/", Answer::hangUp());
-        compareRun(release->run({"-l"}), 1, {}, failedToRead(url(), "Connection closed"));
-    }
-
-    void silentServerIsWaitedFor()
+    void lateAnswerIsRead()
     {
         release->server.answer("/5.9/", Answer::body(PatchPage().html()).held());
         const auto session = release->start({"-l"});

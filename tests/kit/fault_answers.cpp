@@ -3,6 +3,8 @@
 // program has to live with it.
 #include "fault_table.h"
 
+#include <algorithm>
+
 namespace fault_table {
 
 FaultTable::FaultTable(const QByteArray& body) : whole(body), half(firstHalf(body))
@@ -164,12 +166,16 @@ void FaultTable::addHeaders()
 
 namespace {
 
-QList<Fault> selected(const QByteArray& body, bool silent)
+// The entries whose requests can end, can stay open, or both.
+QList<Fault> selected(const QByteArray& body, bool canEnd, bool canStay)
 {
     QList<Fault> some;
     const fault_table::FaultTable table(body);
     for (const Fault& fault : table.faults) {
-        if ((fault.outcomes.first().kind == FaultOutcome::Kind::Waiting) == silent) {
+        const auto stays =
+            std::count_if(fault.outcomes.cbegin(), fault.outcomes.cend(),
+                          [](const FaultOutcome& outcome) { return outcome.kind == FaultOutcome::Kind::Waiting; });
+        if ((stays > 0) == canStay && (stays < fault.outcomes.size()) == canEnd) {
             some << fault;
         }
     }
@@ -186,10 +192,15 @@ bool Fault::explains(const QList<QByteArray>& requestedPaths, const QByteArray& 
 
 QList<Fault> endingFaults(const QByteArray& body)
 {
-    return selected(body, false);
+    return selected(body, true, false);
+}
+
+QList<Fault> uncertainFaults(const QByteArray& body)
+{
+    return selected(body, true, true);
 }
 
 QList<Fault> silentFaults(const QByteArray& body)
 {
-    return selected(body, true);
+    return selected(body, false, true);
 }

@@ -67,5 +67,9 @@ QByteArray gzipped(const QByteArray& body);
 /** Every behaviour that ends the request, of a server that is asked for this body. */
 QList<Fault> endingFaults(const QByteArray& body);
 
+/** Every behaviour after which a request can stay open although the server has ended the connection: Qt overlooks it.
+ */
+QList<Fault> uncertainFaults(const QByteArray& body);
+
 /** Every behaviour after which the request stays open: the server keeps the connection and is silent. */
 QList<Fault> silentFaults(const QByteArray& body);

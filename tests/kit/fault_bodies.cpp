@@ -115,6 +115,8 @@ void FaultTable::addChunks()
     cut("size too large", first + "fffff\r\n" + more, half + more);
     cut("size of 63 bits", first + "7fffffffffffffff\r\n" + more, half + more);
     cut("reset after one", first, half).answer.thenReset();
+    chunks("no line break after the last", both + "0\r\n", WAITING).orElse(CLOSED).orElse(received(whole)).maybeAgain();
+    chunks("a body that is not in chunks", "no size", WAITING).orElse(CLOSED).orElse(EMPTY).maybeAgain();
 }
 
 void FaultTable::addTransfers()

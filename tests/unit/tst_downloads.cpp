@@ -198,6 +198,11 @@ private slots:
         row("not ASCII, encoded", "P%C3%A9.tar", "/5.9/P%C3%A9.tar", accented, "");
         row("single percent sign", "P1%.tar", "/5.9/P1%25.tar", "P1%.tar", "P1%.tar");
         row("encoded percent sign", "P%2541.tar", "/5.9/P%2541.tar", "P%41.tar", "");
+        const QString replaced = "P" + QString(QChar::ReplacementCharacter) + ".tar";
+        row("encoded byte that is no UTF-8", "P%FF.tar", "/5.9/P%FF.tar", replaced, "");
+        row("encoded bytes in lower case", "P%c3%a9.tar", "/5.9/P%C3%A9.tar", accented, "");
+        row("encoded way out of the directory", "..%2F..%2FP1.tar", "/5.9/..%2F..%2FP1.tar", "P1.tar", "");
+        row("encoded letter", "%50%31.tar", "/5.9/P1.tar", "P1.tar", "");
         row("directory part", "sub/P1.tar", "/5.9/sub/P1.tar", "P1.tar", "");
         row("encoded separator", "sub%2FP1.tar", "/5.9/sub%2FP1.tar", "P1.tar", "");
         row("name with a leading separator", "/P1.tar", "/5.9//P1.tar", "P1.tar", "");
@@ -224,6 +229,47 @@ private slots:
             calls << "bsdtar|-xvPf|/opt/tavrin/5.9/patches/" + unpacked;
         }
         QCOMPARE(window.tools.callLines(), calls << "perl|/opt/tavrin/5.9/bin/ozna_installed_patches");
+    }
+
+    void nameThatNoFileCanHaveIsReported_data()
+    {
+        // path: of the request; target: below the installation
+        const Rows<QString, QByteArray, QString, QString> row("archive", "path", "target", "file");
+        row("encoded parent directory", "%2E%2E%2F..", "/5.9/..%2F..", "", "..");
+        row("encoded separator at the end", "P1.tar%2F", "/5.9/P1.tar%2F", "patches", "patches");
+    }
+
+    void nameThatNoFileCanHaveIsReported()
+    {
+        QFETCH(QString, archive);
+        QFETCH(QByteArray, path);
+        QFETCH(QString, target);
+        QFETCH(QString, file);
+        DownloadWindow window;
+        window.server.answer(path, Answer::body("text"));
+        window.list({archive});
+        const QStringList before = window.installation.tree();
+        window.install();
+        QCOMPARE(window.server.requestedPaths(), QList<QByteArray>{path});
+        const QString failure = "fail:Failed to open local patch file, " + window.installation.path(target);
+        QCOMPARE(window.events, runOf({failure, downloaded(file)}, {archive}));
+        QCOMPARE(window.installation.tree(), before);
+    }
+
+    // The system's file names end there, Qt's do not; the file is beside the others all the same.
+    void encodedZeroEndsTheNameOfTheFile()
+    {
+        DownloadWindow window;
+        window.server.answer("/5.9/P%001.tar", Answer::body("text"));
+        window.list({"P%001.tar"});
+        expectWarning("Broken filename passed to function");
+        expectWarning("Broken filename passed to function");
+        window.install();
+        const QString name = QString("P") + QChar(0) + "1.tar";
+        const QString failure = "fail:No data downloaded for patch file, /opt/tavrin/5.9/patches/" + name;
+        QCOMPARE(window.events, runOf({failure, downloaded(name)}, {"P%001.tar"}));
+        QCOMPARE(window.filesIn("patches"), QStringList{"P"});
+        QCOMPARE(window.stored("P"), QByteArray("text"));
     }
 
     void laterDownloadReplacesTheSameFile()

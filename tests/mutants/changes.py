@@ -25,6 +25,7 @@ OTHER_COMPARISONS = {"<": ["<=", ">="], "<=": ["<", ">"], ">": [">=", "<="], ">=
                      "!=": ["=="]}
 OTHER_ARITHMETIC = {"+": "-", "-": "+", "*": "+", "/": "*", "%": "+"}
 OTHER_ASSIGNMENT = {"+=": "-=", "-=": "+="}
+SYMMETRIC = ("min", "max", "qMin", "qMax")
 OPPOSITE = "opposite"
 TEXT_MACROS = {"QStringLiteral": "QString()", "QT_TRANSLATE_NOOP": '""'}
 
@@ -221,7 +222,7 @@ class Finder:
 
     def swap_arguments(self, cursor):
         function = cursor.referenced
-        if function is None or function.kind == Kind.CONSTRUCTOR:
+        if function is None or function.kind == Kind.CONSTRUCTOR or function.spelling in SYMMETRIC:
             return
         parameters = [parameter.type.spelling for parameter in function.get_arguments()]
         arguments = list(cursor.get_arguments())

@@ -40,10 +40,10 @@ void handleMessage(QtMsgType type, const QMessageLogContext& context, const QStr
     {
         const QMutexLocker lock(&state.mutex);
         const bool isFault = type == QtWarningMsg || type == QtCriticalMsg;
-        if (isFault && state.expected.removeOne(text)) {
+        if (isFault && (isPlatformNoise(text) || state.expected.removeOne(text))) {
             return;
         }
-        if (isFault && !isPlatformNoise(text)) {
+        if (isFault) {
             state.unexpected << text;
         }
         previous = state.previous;

@@ -2,6 +2,7 @@
 // installation afterwards, file by file. Unusual names and orders are tested in tst_install_names, runs that end early
 // in tst_install_failures and tst_install_tools.
 #include "installable_release.h"
+#include "long_wait.h"
 #include "sample_release.h"
 #include "test.h"
 #include "test_files.h"
@@ -78,7 +79,7 @@ private slots:
         sample.server.answer("/5.9/", Answer::file(sample.sourceFile("index.html")).held());
         sample.program.closedStreams(closed);
         const auto session = sample.start();
-        QTRY_COMPARE(sample.server.requestedPaths().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(sample.server.requestedPaths().size(), 1, LONG_WAIT);
         const QString nullDevice = "/dev/null";
         QVector<int> occupied;
         for (int descriptor = 0; descriptor < 100; ++descriptor) {

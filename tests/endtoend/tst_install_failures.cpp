@@ -4,6 +4,7 @@
 #include "expected_texts.h"
 #include "helper_run.h"
 #include "installable_release.h"
+#include "long_wait.h"
 #include "test.h"
 #include "test_files.h"
 
@@ -140,7 +141,7 @@ private slots:
         ServedRelease release;
         release.server.answer("/5.9/P1.tar", Answer::body("an archive").held());
         const auto session = release.start({"-Q"});
-        QTRY_COMPARE(release.server.requestedPaths().size(), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(release.server.requestedPaths().size(), 2, LONG_WAIT);
         if (missing) {
             release.installation.without("patches");
         } else {

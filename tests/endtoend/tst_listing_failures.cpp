@@ -2,6 +2,7 @@
 // message to standard error, nothing to standard output, and fails. What else a server can do is in tst_page_faults.
 #include "expected_texts.h"
 #include "installable_release.h"
+#include "long_wait.h"
 #include "test.h"
 
 #include <QUrl>
@@ -57,7 +58,7 @@ private slots:
     {
         release->server.answer("/5.9/", Answer::body(PatchPage().html()).held());
         const auto session = release->start({"-l"});
-        QTRY_COMPARE(release->server.requestedPaths(), QList<QByteArray>{"/5.9/"});
+        QTRY_COMPARE_WITH_TIMEOUT(release->server.requestedPaths(), QList<QByteArray>{"/5.9/"}, LONG_WAIT);
         QVERIFY(session->isRunning());
         QCOMPARE(session->output(), QByteArray());
         release->server.release("/5.9/");

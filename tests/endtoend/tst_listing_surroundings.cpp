@@ -2,6 +2,7 @@
 // not ASCII, and with or without a display.
 #include "expected_texts.h"
 #include "installable_release.h"
+#include "long_wait.h"
 #include "test.h"
 #include "test_files.h"
 #include "test_paths.h"
@@ -104,7 +105,7 @@ private slots:
         ServedRelease release{PatchPage()};
         release.server.answer("/5.9/", FakePatchServer::Answer::body(PatchPage().html()).held());
         const auto session = release.start({"-l"});
-        QTRY_COMPARE(release.server.requestedPaths(), QList<QByteArray>{"/5.9/"});
+        QTRY_COMPARE_WITH_TIMEOUT(release.server.requestedPaths(), QList<QByteArray>{"/5.9/"}, LONG_WAIT);
         const QByteArray loaded = contentOf(QStringLiteral("/proc/%1/maps").arg(session->processId()));
         QVERIFY2(loaded.contains("/libQt5Network.so"), loaded.constData());
         QVERIFY2(!loaded.contains("/plugins/"), loaded.constData());
@@ -129,7 +130,7 @@ private slots:
             }
             return writer >= 0;
         };
-        QTRY_VERIFY(programReads());
+        QTRY_VERIFY_WITH_TIMEOUT(programReads(), LONG_WAIT);
         pageOf(1).writeTo(source.path());
         ::close(writer);
         compareRun(session->finish(), 0, reportOf("5.9", patchesOf(1)));

@@ -2,6 +2,7 @@
 // release has no effect, and that any other run only lists.
 #include "expected_texts.h"
 #include "installable_release.h"
+#include "long_wait.h"
 #include "test.h"
 #include "test_files.h"
 
@@ -94,7 +95,7 @@ private slots:
         const FakeInstallation overriding("5.8");
         release.server.answer("/5.9/", FakePatchServer::Answer::body(PatchPage().html()).held());
         const auto session = release.start({"-r", "5.8"});
-        QTRY_COMPARE(release.server.requestedPaths(), QList<QByteArray>{"/5.9/"});
+        QTRY_COMPARE_WITH_TIMEOUT(release.server.requestedPaths(), QList<QByteArray>{"/5.9/"}, LONG_WAIT);
         QVERIFY(session->waitForOutput(overrideWarning()));
         release.server.release("/5.9/");
         compareRun(session->finish(), 0, overrideWarning() + reportOf("overridden to 5.8"));

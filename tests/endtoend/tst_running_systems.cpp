@@ -4,6 +4,7 @@
 #include "expected_texts.h"
 #include "helper_run.h"
 #include "installable_release.h"
+#include "long_wait.h"
 #include "real_process.h"
 #include "test.h"
 #include "test_paths.h"
@@ -160,7 +161,7 @@ private slots:
         ServedRelease release;
         release.server.answer("/5.9/", FakePatchServer::Answer::body(pageWith({"P1.tar"}).html()).held());
         const auto session = release.start({"-n"});
-        QTRY_COMPARE(release.server.requestedPaths(), QList<QByteArray>{"/5.9/"});
+        QTRY_COMPARE_WITH_TIMEOUT(release.server.requestedPaths(), QList<QByteArray>{"/5.9/"}, LONG_WAIT);
         release.program.runningSystems(runningSystem());
         release.server.release("/5.9/");
         compareRun(session->finish(), 0, dryRun("5.9", noSystemDetected()));
@@ -185,7 +186,8 @@ private slots:
         const QByteArray archive = archiveOf(release.installation.path("patched/P1"), {});
         release.server.answer("/5.9/P1.tar", FakePatchServer::Answer::body(archive).held());
         const auto session = release.start({"-Q"});
-        QTRY_COMPARE(release.server.requestedPaths(), (QList<QByteArray>{"/5.9/", "/5.9/P1.tar"}));
+        QTRY_COMPARE_WITH_TIMEOUT(release.server.requestedPaths(), (QList<QByteArray>{"/5.9/", "/5.9/P1.tar"}),
+                                  LONG_WAIT);
         QVERIFY2(session->waitForOutput(shown), session->output());
         release.server.release("/5.9/P1.tar");
         compareRun(session->finish(), 0, shown + rest + INSTALLATION);

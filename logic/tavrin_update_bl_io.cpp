@@ -83,8 +83,8 @@ void startPartOfChain(SystemProcess& process, const QString& command, const QStr
 }
 
 // When a server hangs up early, Qt takes what has come for the whole body, once in some hundred times. The length that
-// the server announced shows it. The end of a body in chunks is marked in the body itself, and Qt goes by that; a
-// length announced beside the chunks means nothing.
+// the server announced shows it. A length announced beside chunks means nothing, and Qt does not tell whether the mark
+// at the end of the chunks has come: a body that was cut there cannot be told from a whole one.
 bool isCutShort(const QNetworkReply& reply)
 {
     const bool isWholeFile = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 200;

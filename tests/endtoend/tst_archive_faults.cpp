@@ -132,6 +132,20 @@ private slots:
         QCOMPARE(release.installation.tree(), before);
     }
 
+    // Nothing tells that such a body was cut. The mark comes last, so the next run installs the patch again.
+    void cutBetweenTwoMembersWithoutALengthIsNotNoticed()
+    {
+        ServedRelease release(pageWith({"P1.tar"}));
+        const QByteArray archive = wholeArchive();
+        const QByteArray begin = archive.left(archive.indexOf("/opt/tavrin/5.9/patched/P1"));
+        release.server.answer(PATH, FakePatchServer::Answer::raw("HTTP/1.1 200 OK\r\n\r\n" + begin));
+        compareRun(release.run(), 0, untilUnpacking({"P1.tar"}) + installing("P1.tar", {"lib/one.txt"}) + FINISH);
+        compareRun(release.run({"-L"}), 0, compactReportOf("5.9", {}, {"P1"}));
+        release.server.answer(PATH, FakePatchServer::Answer::body(archive));
+        compareRun(release.run(), 0,
+                   untilUnpacking({"P1.tar"}) + installing("P1.tar", {"lib/one.txt", "patched/P1"}) + FINISH);
+    }
+
     // Qt undoes the encoding of the answer, so the file under the archive's name is not compressed any more.
     void compressedArchiveInAnEncodedAnswerIsInstalled()
     {

@@ -185,6 +185,16 @@ private slots:
         QCOMPARE(window.appliedMarks(), marks);
     }
 
+    void markerWithTheFirstCharacterBeyondAsciiCounts()
+    {
+        WindowLogic window;
+        const QString name = QStringLiteral("P") + QChar(0x80);
+        window.installation.withPatched(name);
+        window.logic.addPatchToList(name, name + " 1 May", false, "P.tar", "text");
+        window.logic.determinePatchesApplied();
+        QCOMPARE(window.appliedMarks(), QString("Y"));
+    }
+
     void unreadableMarkerCounts()
     {
         WindowLogic window;

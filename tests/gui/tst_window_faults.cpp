@@ -54,7 +54,7 @@ QByteArray pageResultOf(const FaultOutcome& outcome, const QString& url)
     switch (outcome.kind) {
     case Kind::Failure: {
         const QString text = unreadList(url, QString::fromUtf8(outcome.text).replace("%1", url) + '\n');
-        return lines({text, text.mid(qstrlen("log:"))});
+        return lines({text, QString(text).remove(QRegularExpression("^log:"))});
     }
     case Kind::Redirect:
         return lines({"fail:Request was redirected.\n", {}});

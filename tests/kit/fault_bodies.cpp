@@ -140,7 +140,7 @@ void FaultTable::addEncodings()
 {
     const QByteArray gzip = gzipped(whole);
     const QByteArray deflate = qCompress(whole).mid(4); // Qt puts the length in front
-    const auto encoded = [this](const QByteArray& name, const QByteArray& bytes) {
+    const auto encoded = [](const QByteArray& name, const QByteArray& bytes) {
         return good("Content-Encoding: " + name + "\r\n" + length(bytes.size()), bytes);
     };
     add("gzip", encoded("gzip", gzip), received(whole));

@@ -226,7 +226,8 @@ std::unique_ptr<ProgramSession> Program::start(const QStringList& arguments)
     auto process = std::make_unique<ChildProcess>(closedDescriptors, childSignalIsBlocked);
     process->setWorkingDirectory(directory.isEmpty() ? home() : directory);
     QProcessEnvironment variables = environment;
-    QStringList words = wrapper + QStringList{executable} + arguments;
+    // A wrapper's own files would take the place of a closed stream.
+    QStringList words = (closedDescriptors.isEmpty() ? wrapper : QStringList()) + QStringList{executable} + arguments;
     if (isTraced) {
         const QString preload = QStringLiteral("LD_PRELOAD");
         words = traceCommand(traceFile(), variables.value(preload)) + QStringList{executable} + arguments;

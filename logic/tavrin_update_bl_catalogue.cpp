@@ -28,10 +28,30 @@ QString copyOf(const QStringRef& text)
 // grow beyond all memory.
 constexpr int MOST_EXPANSION = 1 << 24;
 
+// Whether the page declares nothing before its first element, which is plain from the beginning of an ordinary page.
+bool declaresNothing(QIODevice& source)
+{
+    QXmlStreamReader beginning(source.peek(1 << 12));
+    while (!beginning.atEnd()) {
+        switch (beginning.readNext()) {
+        case QXmlStreamReader::StartElement:
+            return true;
+        case QXmlStreamReader::DTD:
+            return !beginning.text().contains(QLatin1Char('['));
+        default:
+            break;
+        }
+    }
+    return false;
+}
+
 // The reader limits only each entity, so a page with very many references gets a lower limit.
 void limitExpansion(QXmlStreamReader& page)
 {
     QIODevice* source = page.device();
+    if (declaresNothing(*source)) {
+        return; // spares reading a large page twice
+    }
     const QByteArray bytes = source->peek(source->bytesAvailable());
     const int references = bytes.count('&') + bytes.count('%');
     page.setEntityExpansionLimit(qMin(page.entityExpansionLimit(), MOST_EXPANSION / qMax(1, references)));

@@ -163,7 +163,8 @@ private:
         if (proceeds && yes != nullptr) {
             yes->click();
         } else {
-            box->reject();
+            QKeyEvent key(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier); // reject() would choose no button
+            QCoreApplication::sendEvent(box, &key);
         }
     }
 

@@ -27,7 +27,7 @@ QString asText(const QByteArray& text)
 bool canBeOpened(const QFileInfo& target, const QString& name)
 {
     const QByteArray bytes = name.toUtf8();
-    return !name.isEmpty() && !bytes.contains('\0') && bytes.size() < 256 && !target.isDir();
+    return !name.isEmpty() && bytes.size() < 256 && !target.isDir();
 }
 
 bool isArchive(const QString& name)
@@ -105,11 +105,13 @@ WindowModel::Steps WindowModel::storeSteps(const QUrl& url, const QByteArray& bo
             },
             [=] {
                 *target = QFileInfo(*folder, name);
-                if (!canBeOpened(*target, name)) {
+                const QString openedName = name.left(name.indexOf(QChar(0))); // the system sees no more of it
+                const QFileInfo opened(*folder, openedName);
+                if (!canBeOpened(opened, openedName)) {
                     next(failure(QStringLiteral("Failed to open local patch file, ") + target->absoluteFilePath()));
                     return QString();
                 }
-                QFile file(target->absoluteFilePath());
+                QFile file(opened.absoluteFilePath());
                 require(file.open(QIODevice::ReadOnly), "a download was stored");
                 require(file.readAll() == body, "a download was stored as it is");
                 return QString();

@@ -50,15 +50,15 @@ QStringList withNamespace(const QStringList& command)
     return asOrdinaryUser + QStringList{"--pid", "--fork", "--kill-child", "--mount-proc"} + command;
 }
 
-// Starts systems and prints the number that the library finds.
-int lookAtExactly(int count, const QByteArray& program)
+// Starts systems, ends them when asked to, and prints the number that the library finds.
+int lookAtExactly(int count, bool haveEnded, const QByteArray& program)
 {
     Start start;
     start.program = program;
     std::vector<std::unique_ptr<RealProcess>> processes;
     for (int index = 0; index < count; ++index) {
         processes.push_back(std::make_unique<RealProcess>(start));
-        if (!processes.back()->isUp()) {
+        if (!processes.back()->isUp() || (haveEnded && !processes.back()->becomeZombie())) {
             return 1;
         }
     }
@@ -172,21 +172,24 @@ private slots:
 
     void countIsExact_data()
     {
-        const Rows<QString, QByteArray> row("count", "found");
-        row("none", "0", "0 null\n");
-        row("three", "3", "3 array\n");
+        const Rows<QString, QString, QByteArray> row("count", "state", "found");
+        row("none", "0", "living", "0 null\n");
+        row("three", "3", "living", "3 array\n");
+        row("three that have ended", "3", "ended", "0 null\n");
     }
 
     void countIsExact()
     {
         QFETCH(QString, count);
+        QFETCH(QString, state);
         const HelperRun probe = runHelper("unshare", withNamespace({"true"}));
         if (probe.status != 0) {
             QSKIP(("a PID namespace cannot be created: " + probe.errors).constData());
         }
         const StartedProcess outside(copies.systemStart());
-        const HelperRun outcome = runHelper("unshare", withNamespace({QCoreApplication::applicationFilePath(),
-                                                                      "--look-at", count, copies.path("rtexec")}));
+        const HelperRun outcome = runHelper(
+            "unshare",
+            withNamespace({QCoreApplication::applicationFilePath(), "--look-at", count, state, copies.path("rtexec")}));
         QCOMPARE(outcome.errors, QByteArray());
         QTEST(outcome.output, "found");
         QCOMPARE(outcome.status, 0);
@@ -298,8 +301,8 @@ int main(int argc, char* argv[])
     if (argc == 3 && qstrcmp(argv[1], "--look-at-owner") == 0) {
         return lookAtOwner(argv[2]);
     }
-    if (argc == 4 && qstrcmp(argv[1], "--look-at") == 0) {
-        return lookAtExactly(QByteArray(argv[2]).toInt(), argv[3]);
+    if (argc == 5 && qstrcmp(argv[1], "--look-at") == 0) {
+        return lookAtExactly(QByteArray(argv[2]).toInt(), qstrcmp(argv[3], "ended") == 0, argv[4]);
     }
     forgetCallersEnvironment();
     return runTests<QCoreApplication, TstPidrtsys>(argc, argv);

@@ -26,6 +26,7 @@ OTHER_COMPARISONS = {"<": ["<=", ">="], "<=": ["<", ">"], ">": [">=", "<="], ">=
 OTHER_ARITHMETIC = {"+": "-", "-": "+", "*": "+", "/": "*", "%": "+"}
 OTHER_ASSIGNMENT = {"+=": "-=", "-=": "+="}
 SYMMETRIC = ("min", "max", "qMin", "qMax")
+PLACE_LENGTH, IDENTIFIER_LENGTH = 60, 112  # with a count after it, an identifier still fits a line of 120
 OPPOSITE = "opposite"
 TEXT_MACROS = {"QStringLiteral": "QString()", "QT_TRANSLATE_NOOP": '""'}
 
@@ -46,6 +47,10 @@ def on_one_line(text):
     text = re.sub(r'"(?:\\.|[^"\\])*"|//[^\n]*|/\*.*?\*/', lambda found: found[0] if found[0][0] == '"' else " ", text,
                   flags=re.DOTALL)
     return re.sub(r"\s+", " ", text).strip()
+
+
+def shortened(text, length):
+    return text if len(text) <= length else text[:length - 3] + "..."
 
 
 def unwrapped(cursor):
@@ -304,8 +309,10 @@ def find_changes(project, units, files):
     changes.sort(key=lambda change: (change.file, change.start, -change.end, change.kind))
     counts = {}
     for number, change in enumerate(changes, 1):
-        place = change.place if len(change.place) <= 60 else change.place[:57] + "..."
-        identifier = f"{change.file}: {change.function}: {change.kind}: {place}".encode("latin-1").decode()
+        place = shortened(change.place, PLACE_LENGTH)
+        function = change.function.split("::")[-1]
+        identifier = f"{change.file}: {function}: {change.kind}: {place}".encode("latin-1").decode()
+        identifier = shortened(identifier, IDENTIFIER_LENGTH)
         counts[identifier] = counts.get(identifier, 0) + 1
         change.number = number
         change.identifier = identifier if counts[identifier] == 1 else f"{identifier} ({counts[identifier]})"

@@ -19,8 +19,10 @@ from tree import BUILD, FOLDER, PROJECT, STATE
 
 JOBS = f"{FOLDER}/jobs"
 KNOWLEDGE = f"{FOLDER}/knowledge.json"
-# The demonstration builds the project and writes into the build folder. The other repeats tst_fill many times over.
-LEFT_OUT = ("tst_demo", "tst_fill_many")
+# The demonstration builds the project and writes into the build folder. The next repeats tst_fill many times over, and
+# the last looks for growth for a minute.
+LEFT_OUT = ("tst_demo", "tst_fill_many", "tst_soak")
+LEFT_OUT_LABELS = {"packaging", "torture"}  # they build from the sources, or sample what other tests do one by one
 
 # $1: the job's folder. Whatever is below /tmp is bound back, because the project can be there.
 INSIDE = """
@@ -44,7 +46,7 @@ exec "$@"
 
 
 class TestFunction:
-    """A test function of a test program. Those of one program run in one process when `names` has several."""
+    """A test function of a test program, or all of a program that has none: then its name is empty."""
 
     def __init__(self, program, name, command, environment, is_slow):
         self.program, self.name, self.command = program, name, command
@@ -108,17 +110,20 @@ class Job:
 
 
 def find_functions(job):
-    """Every test function of the tests that ctest knows, but those of the packaging, which build from the sources."""
+    """Every test function of the tests that ctest knows, but those that are left out."""
     listing = subprocess.run(["ctest", "--test-dir", BUILD, "--show-only=json-v1"], check=True,
                              stdout=subprocess.PIPE).stdout
     functions = []
     for test in json.loads(listing)["tests"]:
         properties = {entry["name"]: entry["value"] for entry in test.get("properties", [])}
         labels = properties.get("LABELS", [])
-        if "packaging" in labels or test["name"] in LEFT_OUT:
+        if LEFT_OUT_LABELS.intersection(labels) or test["name"] in LEFT_OUT:
             continue
         environment = dict(entry.split("=", 1) for entry in properties.get("ENVIRONMENT", []))
         whole = TestFunction(test["name"], "", test["command"], environment, "slow" in labels)
+        if not whole.program.startswith("tst_"):  # the replay of a corpus
+            functions.append(whole)
+            continue
         asking = TestFunction(test["name"], "-functions", test["command"], environment, False)
         _, output = job.run([asking], 60)
         names = re.findall(r"^(\w+)\(\)$", output, re.MULTILINE)

@@ -45,7 +45,8 @@ bool declaresNothing(QIODevice& source)
     return false;
 }
 
-// The reader limits only each entity, so a page with very many references gets a lower limit.
+// The reader limits only each entity, so a page with very many references gets a lower limit. Before Qt 5.15 it has no
+// limit.
 void limitExpansion(QXmlStreamReader& page)
 {
     QIODevice* source = page.device();
@@ -54,7 +55,11 @@ void limitExpansion(QXmlStreamReader& page)
     }
     const QByteArray bytes = source->peek(source->bytesAvailable());
     const int references = bytes.count('&') + bytes.count('%');
+#if QT_VERSION >= QT_VERSION_CHECK(5, 15, 0)
     page.setEntityExpansionLimit(qMin(page.entityExpansionLimit(), MOST_EXPANSION / qMax(1, references)));
+#else
+    Q_UNUSED(references)
+#endif
 }
 
 // A quick first check of a file's name: false means that no patch of the list has it. An installation can have many

@@ -142,7 +142,8 @@ ProgramRun ProgramSession::finish()
 
 Program::Program() : Program(programPath())
 {
-    wrapper = qEnvironmentVariable("TAVRIN_TEST_WRAPPER").split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    wrapper = qEnvironmentVariable("TAVRIN_TEST_WRAPPER").split(QLatin1Char(' '));
+    wrapper.removeAll(QString());
 }
 
 Program::Program(const QString& executablePath) : executable(executablePath), systems(homeDirectory.path())

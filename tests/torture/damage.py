@@ -1,4 +1,3 @@
-#!/usr/bin/env -S python3 -B
 """Installs archives in which one byte is changed, and counts the runs that do not notice it.
 
 Each kind of archive is tried a number of times, each time with another byte. A run does not notice the damage when it
@@ -7,7 +6,6 @@ positions and bytes follow from the seed, so a figure can be repeated. Without t
 installs it again. A crash or a hang is a failure.
 """
 
-import argparse
 import bz2
 import gzip
 import hashlib
@@ -17,7 +15,6 @@ import os
 import random
 import shutil
 import subprocess
-import sys
 import tarfile
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -130,19 +127,3 @@ def run(program, tries=40, seed=10):
     for failure in failures:
         print(f"FAILED: {failure}")
     return failures
-
-
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--program", default=f"{PROJECT}/build/dev/app/tavrin_update", help="the program to run")
-    parser.add_argument("--tries", type=int, default=40, help="how often each kind of archive is installed (40)")
-    parser.add_argument("--seed", type=int, default=10, help="decides on the bytes that change (10)")
-    arguments = parser.parse_args()
-    if not os.path.isdir("/opt/.with_private_opt"):
-        wrapper = f"{PROJECT}/scripts/with_private_opt"
-        os.execv(wrapper, [wrapper, "--", sys.executable, "-B", *sys.argv])
-    return 1 if run(os.path.abspath(arguments.program), arguments.tries, arguments.seed) else 0
-
-
-if __name__ == "__main__":
-    sys.exit(main())

@@ -7,7 +7,6 @@
 #include "test_files.h"
 
 #include <QDir>
-#include <QFileInfo>
 
 namespace {
 
@@ -117,27 +116,6 @@ private slots:
                        executing("perl /opt/tavrin/5.9/bin/ozna_installed_patches -v") + PAGE_DONE);
         QCOMPARE(release.content("patches/P1.tar.gz"), compressedMark());
         QCOMPARE(release.installation.tree().filter("P1.tar").filter(QRegExp("P1.tar(/| ->.*)?$")), before);
-    }
-
-    // Named in the promises: what is under an archive's name in the patches directory is trusted.
-    void linkUnderTheNameOfAnArchiveIsFollowed()
-    {
-        InstallableRelease release;
-        const QTemporaryDir elsewhere;
-        const QString target = elsewhere.filePath("target");
-        writeTestFile(target, "old");
-        QVERIFY(QFile::link(target, release.installation.path("patches/P1.tar")));
-        compareRun(release.run(), 0, untilUnpacking({"P1.tar"}) + installing("P1.tar", {"patched/P1"}) + FINISH);
-        QCOMPARE(contentOf(target), archiveOf("/opt/tavrin/5.9/patched/P1", "text"));
-    }
-
-    void folderUnderTheNameOfAnArchiveEndsTheRun()
-    {
-        InstallableRelease release;
-        QVERIFY(QDir(release.installation.path("patches")).mkdir("P1.tar"));
-        const QStringList before = release.installation.tree();
-        compareRun(release.run(), 1, untilDownload(1), "Failed to open local patch file, " + PATCHES + "P1.tar\n");
-        QCOMPARE(release.installation.tree(), before);
     }
 
     void unusableSourceEndsTheRun_data()

@@ -1,13 +1,10 @@
 // Installing runs of pages with odd links. A link is put behind the address of the list as it stands, so it is never
 // another host. The answer is stored under the last part of its path, decoded; what is unpacked is looked for under the
 // whole link. Where both are not the same, the patch is not installed although the run says so, and its mark stays
-// away.
+// away. Links without a name of a file are in tst_promises_files.
 #include "expected_texts.h"
-#include "helper_run.h"
 #include "installable_release.h"
 #include "test.h"
-
-#include <QDir>
 
 using Answer = FakePatchServer::Answer;
 
@@ -86,50 +83,6 @@ private slots:
         QCOMPARE(release.has("patched/P1"), isUnpacked);
         compareRun(release.run({"-L"}), 0,
                    isUnpacked ? compactReportOf("5.9", {"P1"}, {}) : compactReportOf("5.9", {}, {"P1"}));
-    }
-
-    void linkWithoutAFileNameEndsTheRun_data()
-    {
-        // target: what the run tries to write
-        const Rows<QByteArray, QByteArray, QByteArray> row("link", "path", "target");
-        row("folder", "sub/", "/5.9/sub/", "/opt/tavrin/5.9/patches");
-        // The list itself is the answer to this one, and the next two ask for the folder above.
-        row("one dot", ".", "/5.9/", "/opt/tavrin/5.9/patches");
-        row("two dots", "..", "/", "/opt/tavrin/5.9");
-        row("slash", "/", "/5.9//", "/opt/tavrin/5.9/patches");
-        row("encoded dots", "%2e%2e", "/", "/opt/tavrin/5.9");
-        row("encoded slash", "P1%2F", "/5.9/P1%2F", "/opt/tavrin/5.9/patches");
-        row("only a query", "?a", "/5.9/?a", "/opt/tavrin/5.9/patches");
-        row("name that is too long", QByteArray(300, 'n') + ".tar", "/5.9/" + QByteArray(300, 'n') + ".tar",
-            "/opt/tavrin/5.9/patches/" + QByteArray(300, 'n') + ".tar");
-    }
-
-    void linkWithoutAFileNameEndsTheRun()
-    {
-        QFETCH(QByteArray, link);
-        QFETCH(QByteArray, path);
-        QFETCH(QByteArray, target);
-        ServedRelease release(pageWithLink(link));
-        if (path != "/5.9/") {
-            release.server.answer(path, Answer::body(archiveOfP1()));
-        }
-        const QStringList before = release.installation.tree();
-        compareRun(release.run(), 1, untilDownload(1), "Failed to open local patch file, " + target + '\n');
-        QCOMPARE(release.server.requestedPaths(), (QList<QByteArray>{"/5.9/", path}));
-        QCOMPARE(release.installation.tree(), before);
-    }
-
-    // Qt warns, twice, and writes to what comes before the NUL; the run then misses its file.
-    void linkWithAnEncodedNulIsCut()
-    {
-        ServedRelease release(pageWithLink("P1%00.tar"));
-        release.server.answer("/5.9/P1%00.tar", Answer::body(archiveOfP1()));
-        compareRun(release.run(), 1, untilDownload(1),
-                   QByteArray("Broken filename passed to function\n").repeated(2) +
-                       "No data downloaded for patch file, /opt/tavrin/5.9/patches/P1" + QByteArray(1, '\0') +
-                       ".tar\n");
-        QCOMPARE(release.storedArchives(), QStringList{"P1"});
-        QVERIFY(!release.has("patched/P1"));
     }
 };
 

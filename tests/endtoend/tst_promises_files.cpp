@@ -4,6 +4,7 @@
 #include "expected_texts.h"
 #include "installable_release.h"
 #include "test.h"
+#include "test_files.h"
 #include "test_paths.h"
 
 #include <QDir>
@@ -93,6 +94,21 @@ private slots:
         QCOMPARE(QDir(release.program.home()).entryList({"x"}, QDir::Files), QStringList());
     }
 
+    // What is unpacked is looked for under the whole link, so that can be an archive that was there before.
+    void linkCanLeadToAnArchiveOfTheMachine()
+    {
+        ServedRelease release(pageWith({"../../P1.tar"}));
+        const QString archive = "/opt/tavrin/P1.tar";
+        writeTestFile(archive, archiveOf(release.installation.path("lib/one.txt"), "of the machine"));
+        release.server.answer("/P1.tar", Answer::body(archiveOf(release.installation.path("patched/P1"), "text")));
+        const ProgramRun run = release.run();
+        QVERIFY(QFile::remove(archive));
+        compareRun(run, 0, untilUnpacking({"P1.tar"}) + installing("P1.tar", {"lib/one.txt"}) + FINISH);
+        QCOMPARE(release.server.requestedPaths(), (QList<QByteArray>{"/5.9/", "/P1.tar"}));
+        QCOMPARE(release.content("lib/one.txt"), QByteArray("of the machine"));
+        QVERIFY(!release.has("patched/P1"));
+    }
+
     void linksWithoutAFileNameEndTheRun_data()
     {
         // written: what the program tried to open, below the installation
@@ -105,6 +121,7 @@ private slots:
         row("folder in a folder", "sub/%2e%2e", "/5.9", "", cannotOpen(""));
         row("query alone", "?P1.tar", "/5.9/?P1.tar", "/patches", cannotOpen("/patches"));
         row("slash at the end", "P1.tar/", "/5.9/P1.tar/", "/patches", cannotOpen("/patches"));
+        row("encoded slash at the end", "P1.tar%2F", "/5.9/P1.tar%2F", "/patches", cannotOpen("/patches"));
         row("longer than a name may be", QString(300, 'x'), "/5.9/" + QByteArray(300, 'x'),
             "/patches/" + QByteArray(300, 'x'), cannotOpen("/patches/" + QByteArray(300, 'x')));
     }

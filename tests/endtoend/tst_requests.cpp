@@ -95,7 +95,7 @@ private slots:
         QCOMPARE(release.storedArchives().size(), archives.size());
     }
 
-    void refusedAnswerEndsTheRunBeforeQuestion()
+    void runThatIsDeclinedAsksForThePageAlone()
     {
         ServedRelease release(archiveNames(3));
         release.program.input("n\n");

@@ -5,6 +5,7 @@
 #include "expected_texts.h"
 #include "helper_run.h"
 #include "installable_release.h"
+#include "long_wait.h"
 #include "test.h"
 #include "test_files.h"
 
@@ -102,7 +103,7 @@ private slots:
         const QStringList before = release.tree();
         release.server.answer(path, Answer(release.answers.at(1)).held());
         const auto session = release.start({"-Q"});
-        QTRY_COMPARE(release.storedArchives(), (QStringList{"P1.tar", "P3.tar.bz2"}));
+        QTRY_COMPARE_WITH_TIMEOUT(release.storedArchives(), (QStringList{"P1.tar", "P3.tar.bz2"}), LONG_WAIT);
         session->sendSignal(SIGKILL);
         QVERIFY(session->finish().crashed);
         QCOMPARE(release.tree(), before);
@@ -177,7 +178,7 @@ private slots:
         Release release;
         release.setTool("bsdtar", "kill -9 $PPID\n/usr/bin/bsdtar \"$@\"\n: > /opt/tavrin/5.9/patches/ended\n");
         QVERIFY(release.run().crashed);
-        QTRY_VERIFY(release.has("patches/ended"));
+        QTRY_VERIFY_WITH_TIMEOUT(release.has("patches/ended"), LONG_WAIT);
         release.installation.without("patches/ended");
         QVERIFY(release.has("patched/P1"));
         release.restoreTool("bsdtar");

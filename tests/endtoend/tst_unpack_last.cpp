@@ -4,6 +4,7 @@
 #include "expected_texts.h"
 #include "fault_answers.h"
 #include "installable_release.h"
+#include "long_wait.h"
 #include "test.h"
 
 #include <QFileInfo>
@@ -114,7 +115,7 @@ private slots:
         release.server.answer("/5.9/P2.tar", Answer::body(BODY).held());
         release.server.answer("/5.9/P3.tar", Answer::body(BODY).after("/5.9/P1.tar"));
         const auto session = release.start({"-Q"});
-        QTRY_COMPARE(release.storedArchives(), (QStringList{"P1.tar", "P3.tar"}));
+        QTRY_COMPARE_WITH_TIMEOUT(release.storedArchives(), (QStringList{"P1.tar", "P3.tar"}), LONG_WAIT);
         QCOMPARE(tools.callLines(), QStringList());
         release.server.release("/5.9/P2.tar");
         const ProgramRun run = session->finish();

@@ -1,9 +1,11 @@
 // The window against everything that a server can do: a page that cannot be fetched is in the progress log, any other
 // failure in a message box; after a failed download the run continues; and a server that keeps silent leaves the window
 // usable, so that another address can be given.
+#include "at_rest.h"
 #include "download_window.h"
 #include "fault_answers.h"
 #include "helper_run.h"
+#include "long_wait.h"
 #include "window_test.h"
 
 #include <QRegularExpression>
@@ -58,6 +60,8 @@ QByteArray pageResultOf(const FaultOutcome& outcome, const QString& url)
     }
     case Kind::Redirect:
         return lines({"fail:Request was redirected.\n", {}});
+    case Kind::Waiting:
+        return lines({QString()});
     default:
         return outcome.text == wholePage() ? lines({"ready", {}, "P1 N"})
                                            : lines({"fail:" + markupFailure(outcome.text, url), {}});
@@ -79,6 +83,8 @@ QByteArray archiveResultOf(const FaultOutcome& outcome, const QString& url)
     case Kind::Redirect:
         events << "fail:Download request was redirected.\n";
         break;
+    case Kind::Waiting:
+        return lines(QStringList{START, "P1 N"} + installation.tree());
     default:
         installation.withFile("patches/P1.tar", outcome.text);
         if (outcome.text.isEmpty()) {
@@ -115,10 +121,6 @@ private slots:
     {
         QFETCH(Fault, fault);
         FakePatchServer server;
-        QList<QByteArray> possible;
-        for (const FaultOutcome& outcome : fault.outcomes) {
-            possible << pageResultOf(outcome, server.url());
-        }
         server.answer("/", fault.answer);
         initialize(server.url());
         openMainWindow();
@@ -129,11 +131,29 @@ private slots:
         }
         logic->requestUpdatesList();
         events.enterLoop(20);
-        const QByteArray result = lines(recorder->events + QStringList{progress->toPlainText()} + marks());
-        QVERIFY2(possible.contains(result), result + "is none of:\n" + possible.join("or\n"));
-        compareDialogs();
-        const QList<QByteArray> paths = server.requestedPaths();
-        QVERIFY2(fault.explains(paths, "/"), paths.join('\n'));
+        comparePageResult(fault, server);
+    }
+
+    void brokenEndOfAPageIsReportedOrWaitedFor_data()
+    {
+        const Rows<Fault> row("fault");
+        for (const Fault& fault : uncertainFaults(wholePage())) {
+            row(fault.name, fault);
+        }
+    }
+
+    // Qt can overlook that the connection has ended, and nothing tells the program.
+    void brokenEndOfAPageIsReportedOrWaitedFor()
+    {
+        QFETCH(Fault, fault);
+        FakePatchServer server;
+        server.answer("/", fault.answer);
+        initialize(server.url());
+        openMainWindow();
+        logic->requestUpdatesList();
+        QTRY_VERIFY_WITH_TIMEOUT(server.requestedPaths().contains("/"), LONG_WAIT);
+        QTRY_VERIFY_WITH_TIMEOUT(!recorder->events.isEmpty() || othersAreAtRestDuringAProgram(), LONG_WAIT);
+        comparePageResult(fault, server);
     }
 
     void downloadIsInstalledOrReported_data()
@@ -148,25 +168,35 @@ private slots:
     {
         QFETCH(Fault, fault);
         FakePatchServer server;
-        installation.reset();
-        QList<QByteArray> possible;
-        for (const FaultOutcome& outcome : fault.outcomes) {
-            possible << archiveResultOf(outcome, server.url(PATH));
-        }
-        installation = std::make_unique<FakeInstallation>();
-        installation->withTools();
+        const QList<QByteArray> possible = possibleInstallations(fault, server);
         openListFrom(server);
         server.answer(PATH, fault.answer);
         QSignalSpy finished(logic.get(), SIGNAL(updatePatchStatus()));
         QTest::mouseClick(applyButton, Qt::LeftButton);
         QVERIFY(finished.count() == 1 || finished.wait(20000));
-        const QByteArray result = lines(recorder->events + marks() + installation->tree());
-        QVERIFY2(possible.contains(result), result + "is none of:\n" + possible.join("or\n"));
-        QCOMPARE(progress->toPlainText(), loggedText());
-        compareDialogs();
-        QList<QByteArray> paths = server.requestedPaths();
-        QCOMPARE(paths.takeFirst(), QByteArray("/"));
-        QVERIFY2(fault.explains(paths, PATH), paths.join('\n'));
+        compareInstallation(fault, server, possible);
+    }
+
+    void brokenEndOfADownloadIsInstalledReportedOrWaitedFor_data()
+    {
+        const Rows<Fault> row("fault");
+        for (const Fault& fault : uncertainFaults(wholeArchive())) {
+            row(fault.name, fault);
+        }
+    }
+
+    void brokenEndOfADownloadIsInstalledReportedOrWaitedFor()
+    {
+        QFETCH(Fault, fault);
+        FakePatchServer server;
+        const QList<QByteArray> possible = possibleInstallations(fault, server);
+        openListFrom(server);
+        server.answer(PATH, fault.answer);
+        QSignalSpy finished(logic.get(), SIGNAL(updatePatchStatus()));
+        QTest::mouseClick(applyButton, Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(server.requestedPaths().contains(PATH), LONG_WAIT);
+        QTRY_VERIFY_WITH_TIMEOUT(finished.count() == 1 || othersAreAtRestDuringAProgram(), LONG_WAIT);
+        compareInstallation(fault, server, possible);
     }
 
     void silentServerIsLeftForAnother_data()
@@ -236,6 +266,53 @@ private:
         openMainWindow();
         readList();
         recorder->events.clear();
+    }
+
+    // Whether the threads of the network do nothing while a program runs, and then still nothing has come for this one.
+    static bool othersAreAtRestDuringAProgram()
+    {
+        const qint64 turns = turnsAtRest(QCoreApplication::applicationPid());
+        requireHelper("true", {});
+        QCoreApplication::processEvents();
+        return turns > 0 && turnsAtRest(QCoreApplication::applicationPid()) == turns;
+    }
+
+    // The window shows one of the results that the fault can lead to, and the server was asked accordingly.
+    void comparePageResult(const Fault& fault, const FakePatchServer& server) const
+    {
+        QList<QByteArray> possible;
+        for (const FaultOutcome& outcome : fault.outcomes) {
+            possible << pageResultOf(outcome, server.url());
+        }
+        const QByteArray result = lines(recorder->events + QStringList{progress->toPlainText()} + marks());
+        QVERIFY2(possible.contains(result), result + "is none of:\n" + possible.join("or\n"));
+        compareDialogs();
+        const QList<QByteArray> paths = server.requestedPaths();
+        QVERIFY2(fault.explains(paths, "/"), paths.join('\n'));
+    }
+
+    // What an installation can lead to; the one to compare is made anew after it, because only one can be there.
+    QList<QByteArray> possibleInstallations(const Fault& fault, const FakePatchServer& server)
+    {
+        installation.reset();
+        QList<QByteArray> possible;
+        for (const FaultOutcome& outcome : fault.outcomes) {
+            possible << archiveResultOf(outcome, server.url(PATH));
+        }
+        installation = std::make_unique<FakeInstallation>();
+        installation->withTools();
+        return possible;
+    }
+
+    void compareInstallation(const Fault& fault, const FakePatchServer& server, const QList<QByteArray>& possible) const
+    {
+        const QByteArray result = lines(recorder->events + marks() + installation->tree());
+        QVERIFY2(possible.contains(result), result + "is none of:\n" + possible.join("or\n"));
+        QCOMPARE(progress->toPlainText(), loggedText());
+        compareDialogs();
+        QList<QByteArray> paths = server.requestedPaths();
+        QCOMPARE(paths.takeFirst(), QByteArray("/"));
+        QVERIFY2(fault.explains(paths, PATH), paths.join('\n'));
     }
 
     void compareDialogs() const

@@ -1,6 +1,7 @@
 // The patches of the sources are as small as they can be: their only file is the mark of the patch.
 #include "installable_release.h"
 
+#include "at_rest.h"
 #include "test_files.h"
 
 #include <QDir>
@@ -29,6 +30,13 @@ ProgramRun ReleaseToPatch::run(const QStringList& options)
 std::unique_ptr<ProgramSession> ReleaseToPatch::start(const QStringList& options)
 {
     return program.start(QStringList{"-t"} + options + QStringList{url});
+}
+
+bool ReleaseToPatch::isAtRestDuringAnotherRun(const ProgramSession& session) const
+{
+    const qint64 turns = turnsAtRest(session.processId());
+    const ProgramRun other = Program().tavrin(installation.path()).run({"-t", "-l", "file:///nowhere/"});
+    return other.status == 1 && turns > 0 && turnsAtRest(session.processId()) == turns;
 }
 
 bool ReleaseToPatch::has(const QString& name) const

@@ -23,6 +23,10 @@ public:
     /** Starts the same run, with an input that stays open. */
     std::unique_ptr<ProgramSession> start(const QStringList& options = {});
 
+    /** Whether a run that was started does nothing, and no tool of it does, while another run is made from its start.
+     */
+    bool isAtRestDuringAnotherRun(const ProgramSession& session) const;
+
     /** Whether there is an entry of this name below the installation. */
     bool has(const QString& name) const;
 

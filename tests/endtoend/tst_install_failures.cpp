@@ -7,8 +7,11 @@
 #include "long_wait.h"
 #include "test.h"
 #include "test_files.h"
+#include "test_paths.h"
 
 #include <QDir>
+
+#include <csignal>
 
 using Answer = FakePatchServer::Answer;
 
@@ -205,6 +208,20 @@ private slots:
         const QByteArray expected = archiverMessage(release.installation.path("patches/P1.tar"));
         QVERIFY2(expected.contains("runcated"), expected);
         compareRun(run, 1, untilUnpacking({"P1.tar"}), expected + '\n');
+        QVERIFY(!release.has("patched/P1"));
+        QVERIFY(!release.has("applied_patches.html"));
+    }
+
+    // The system ends the program by a signal, before anything is unpacked.
+    void archiveBeyondTheLimitOfFileSizesEndsTheRun()
+    {
+        InstallableRelease release;
+        release.source.withFile("P1.tar", archiveOf(release.installation.path("patched/P1"), QByteArray(100000, 'x')));
+        Program program("/bin/sh");
+        program.tavrin(release.installation.path()).input("y\n");
+        const ProgramRun run = program.run(
+            {"-c", "ulimit -c 0; ulimit -f 8; exec \"$0\" \"$@\"", programPath(), "-t", release.source.url()});
+        QVERIFY2(run.crashed && run.status == SIGXFSZ && run.errors.isEmpty(), describe(run));
         QVERIFY(!release.has("patched/P1"));
         QVERIFY(!release.has("applied_patches.html"));
     }

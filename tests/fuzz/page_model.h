@@ -1,4 +1,4 @@
-// A second reading of the list page: the same rules as the parser's, written down anew as one literal state machine
+// A second reading of the list page: the same rules as the parser's, written again as one literal state machine
 // over the tokens of QXmlStreamReader. It has no part of the product in it, so that a mistake shows as a difference.
 #pragma once
 

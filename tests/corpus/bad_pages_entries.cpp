@@ -1,4 +1,4 @@
-// Well-formed pages that nobody would write: markers at odd places, entries whose parts are missing, doubled or in
+// Well-formed pages that no one would write: markers at odd places, entries whose parts are missing, doubled or in
 // another order, and names that are no names of files. Listing them is safe; names are only compared.
 #include "bad_pages.h"
 

@@ -82,7 +82,7 @@ private slots:
         QCOMPARE(release.has("patched/P1"), tools.contains('T'));
     }
 
-    // The decompressor could ask whether to replace the file, and nobody would answer.
+    // The decompressor could ask whether to replace the file, and no one would answer.
     void existingPlainArchiveIsNotReplaced_data()
     {
         const Rows<QString> row("existing");

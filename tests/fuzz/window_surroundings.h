@@ -83,7 +83,7 @@ class WindowSurroundings
 public:
     using Listener = std::function<void(const QString&)>;
 
-    /** Makes the installation anew. Programs end as the choices say. */
+    /** Makes the installation again. Programs end as the choices say. */
     explicit WindowSurroundings(Choices& choices);
     ~WindowSurroundings();
     WindowSurroundings(const WindowSurroundings&) = delete;

@@ -291,7 +291,7 @@ private:
         QVERIFY2(fault.explains(paths, "/"), paths.join('\n'));
     }
 
-    // What an installation can lead to; the one to compare is made anew after it, because only one can be there.
+    // What an installation can lead to; the one to compare is made again after it, because only one can be there.
     QList<QByteArray> possibleInstallations(const Fault& fault, const FakePatchServer& server)
     {
         installation.reset();

@@ -392,6 +392,16 @@ private slots:
         QCOMPARE(limit.growth(), patches);
     }
 
+    void limitOfOpenFilesGrowsForASingleDownload()
+    {
+        const LowLimitOfOpenFiles limit;
+        DownloadWindow window;
+        window.offer("P1.tar", Answer::body("one"));
+        window.logic.determinePatchesApplied();
+        window.install();
+        QCOMPARE(limit.growth(), 1);
+    }
+
     void limitOfOpenFilesGrowsOnlyWithTheDownloads()
     {
         const LowLimitOfOpenFiles limit;

@@ -227,10 +227,19 @@ private slots:
         QCOMPARE(window.names(), QStringList{"Other"});
     }
 
-    void successfulReplyIsReleased()
+    void handledReplyIsReleased_data()
     {
+        const Rows<int> row("status");
+        row("page", 200);
+        row("redirect", 302);
+    }
+
+    void handledReplyIsReleased()
+    {
+        QFETCH(int, status);
         ListWindow window;
         const QPointer<PageReply> reply = new PageReply(pageOf({"P1"}).html());
+        reply->setStatus(status);
         window.receivePage(reply);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(reply.isNull());

@@ -101,9 +101,13 @@ private slots:
         RecordingTranslator translator(RecordingTranslator::bracketsIn(""));
         QVERIFY(QCoreApplication::installTranslator(&translator));
         QTRY_COMPARE(applyButton->text(), QString("QtD_TavrinUpdateMainWindow[Apply Patches]"));
-        QCOMPARE(rtsGroupBox->title(), QString("QtD_TavrinUpdateMainWindow[Running Tavrin Real Time Systems]"));
+        const QString title = "QtD_TavrinUpdateMainWindow[Running Tavrin Real Time Systems]";
+        QCOMPARE(rtsGroupBox->title(), title);
+        QCOMPARE(table->accessibleName(), title);
+        QCOMPARE(progress->accessibleName(), QString("QtD_TavrinUpdateMainWindow[Progress]"));
         QVERIFY(QCoreApplication::removeTranslator(&translator));
         QTRY_COMPARE(applyButton->text(), QString("Apply Patches"));
+        QCOMPARE(table->accessibleName(), QString("Running Tavrin Real Time Systems"));
     }
 
     void editedUrlIsRead()

@@ -1,6 +1,7 @@
 // The table of running systems in the update widget and its effects: whether patches may be applied, what the user is
 // asked first, and how the Tab key leaves a table that is filled again every second.
 #include "expected_texts.h"
+#include "paint_counter.h"
 #include "recording_translator.h"
 #include "window_test.h"
 
@@ -311,6 +312,25 @@ private slots:
         table->setFocus(Qt::TabFocusReason);
         QTest::keyClick(table, Qt::Key_Tab);
         QCOMPARE(QApplication::focusWidget(), static_cast<QWidget*>(url));
+    }
+
+    void tabKeyLeavesATableWithoutACurrentCell()
+    {
+        enterTable(runningSystem());
+        table->setCurrentItem(nullptr);
+        QTest::keyClick(table, Qt::Key_Tab);
+        QCOMPARE(QApplication::focusWidget(), static_cast<QWidget*>(url));
+    }
+
+    void currentCellIsPaintedWithTheFocus()
+    {
+        enterTable(runningSystem());
+        QCoreApplication::processEvents();
+        PaintCounter painted(table->viewport());
+        url->setFocus();
+        QTRY_COMPARE(painted.count, 1);
+        table->setFocus(Qt::TabFocusReason);
+        QTRY_COMPARE(painted.count, 2);
     }
 
     void tabKeyLeavesTheTableAfterARefresh()

@@ -4,6 +4,8 @@
 
 #include <QScopeGuard>
 
+#include <dirent.h>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -27,7 +29,20 @@ const QString MARKED = QChar(QChar::ByteOrderMark) + QStringLiteral("P1");
 
 const QString OUTSIDE_A_WALK = " | | | |missing";
 
+bool typesAreKnown = true;
+
 } // namespace
+
+// Instead of the C library's function: not every file system says of which type its entries are.
+dirent* readdir(DIR* directory)
+{
+    static const auto read = reinterpret_cast<decltype(&readdir)>(dlsym(RTLD_NEXT, "readdir"));
+    dirent* entry = read(directory);
+    if (entry != nullptr && !typesAreKnown) {
+        entry->d_type = DT_UNKNOWN;
+    }
+    return entry;
+}
 
 class TstRecords : public Test
 {
@@ -141,14 +156,18 @@ private slots:
     // The kinds of entries that a directory can have, with names of several alphabets.
     void markersAreThePlainFilesThatQtLists_data()
     {
-        const Rows<bool> row("isAscii");
-        row("a list of ASCII names", true);
-        row("a list with another name", false);
+        const Rows<bool, bool> row("isAscii", "withTypes");
+        row("a list of ASCII names", true, true);
+        row("a list with another name", false, true);
+        row("a file system without types", true, false);
     }
 
     void markersAreThePlainFilesThatQtLists()
     {
         QFETCH(bool, isAscii);
+        QFETCH(bool, withTypes);
+        typesAreKnown = withTypes;
+        const auto knowTypes = qScopeGuard([] { typesAreKnown = true; });
         WindowLogic window;
         const QString folder = window.installation.path("patched");
         const QByteArray nativeFolder = QFile::encodeName(folder) + '/';
@@ -185,10 +204,17 @@ private slots:
         QCOMPARE(window.appliedMarks(), marks);
     }
 
+    void markerWithTheFirstCharacterBeyondAsciiCounts_data()
+    {
+        const Rows<QString> row("name");
+        row("after a letter", QStringLiteral("P") + QChar(0x80));
+        row("alone", QChar(0x80));
+    }
+
     void markerWithTheFirstCharacterBeyondAsciiCounts()
     {
+        QFETCH(QString, name);
         WindowLogic window;
-        const QString name = QStringLiteral("P") + QChar(0x80);
         window.installation.withPatched(name);
         window.logic.addPatchToList(name, name + " 1 May", false, "P.tar", "text");
         window.logic.determinePatchesApplied();

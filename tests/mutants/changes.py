@@ -286,7 +286,8 @@ class Finder:
         elif result.spelling == "QString":
             other = 'QStringLiteral("#")' if value in ("NO_ERROR", "QString()") else "QString()"
             self.add(cursor, "other result", f"return {other}", True)
-        elif result.kind not in (Type.LVALUEREFERENCE, Type.INVALID) and not value.startswith("{"):
+        elif (result.kind not in (Type.LVALUEREFERENCE, Type.INVALID) and not value.startswith("{") and
+              value not in ("0", "nullptr", "std::nullopt")):
             self.add(cursor, "other result", "return {}", True)
 
 

@@ -72,10 +72,12 @@ public:
                QProcess::NotRunning; // starting counts: the notice of the start may still be on its way
     }
 
-    /** Sends the program a signal. */
+    /** Sends the program a signal, unless it has ended: the number is 0 then, which means this process's own group. */
     void sendSignal(int signal)
     {
-        ::kill(static_cast<pid_t>(process->processId()), signal);
+        if (process->processId() > 0) {
+            ::kill(static_cast<pid_t>(process->processId()), signal);
+        }
     }
 
     qint64 processId() const

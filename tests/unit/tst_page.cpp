@@ -209,6 +209,24 @@ private slots:
         QCOMPARE(parsed.records, records);
     }
 
+    void linksByDefaultHaveALimit_data()
+    {
+        const Rows<QByteArray, QString> row("links", "result");
+        const QByteArray upToTheLimit = QByteArray("<b/>").repeated(1 << 12);
+        row("at the limit", upToTheLimit, {});
+        row("one character more", upToTheLimit + "<i/>", "The links that elements have by default are too long.");
+    }
+
+    void linksByDefaultHaveALimit()
+    {
+        QFETCH(QByteArray, links);
+        QFETCH(QString, result);
+        const QByteArray link(1 << 12, 'x'); // so often it adds up to 16 million characters
+        const QByteArray type = "<!DOCTYPE html [<!ATTLIST b href CDATA '" + link + "'><!ATTLIST i href CDATA 'x'>]>";
+        const QByteArray start = type + "<html><!-- new patch -->";
+        QCOMPARE(parse(start + links + "</html>").result, result);
+    }
+
     void addressInMessagesHidesThePassword()
     {
         Logic logic("tavrin_update");

@@ -4,39 +4,6 @@
 #include "runner_window.h"
 #include "test.h"
 
-#include <csignal>
-
-namespace {
-
-// This thread with SIGCHLD blocked, as a caller that blocked it leaves it to the program.
-class BlockedChildSignal
-{
-public:
-    BlockedChildSignal()
-    {
-        change(SIG_BLOCK);
-    }
-
-    ~BlockedChildSignal()
-    {
-        change(SIG_UNBLOCK);
-    }
-
-    BlockedChildSignal(const BlockedChildSignal&) = delete;
-    BlockedChildSignal& operator=(const BlockedChildSignal&) = delete;
-
-private:
-    static void change(int how)
-    {
-        sigset_t childEnded;
-        sigemptyset(&childEnded);
-        sigaddset(&childEnded, SIGCHLD);
-        pthread_sigmask(how, &childEnded, nullptr);
-    }
-};
-
-} // namespace
-
 class TstRunnerChain : public Test
 {
     Q_OBJECT
@@ -68,24 +35,6 @@ private slots:
         QCOMPARE(window.chain(first.first(), first.mid(1), second.first(), second.mid(1)),
                  ChainOutcome(QString(), output));
         QCOMPARE(window.events, QStringList()); // no command is shown
-    }
-
-    void endsAreNoticedWithTheChildSignalBlocked_data()
-    {
-        const Rows<QStringList, QStringList> row("first", "second");
-        row("with arguments", {"echo", "a"}, {"cat", "-"});
-        row("command lines", {"echo a"}, {"cat -"});
-        row("second is a command line", {"echo", "a"}, {"cat"});
-    }
-
-    void endsAreNoticedWithTheChildSignalBlocked()
-    {
-        QFETCH(QStringList, first);
-        QFETCH(QStringList, second);
-        const RunnerWindow window;
-        const BlockedChildSignal blocked;
-        QCOMPARE(window.chain(first.first(), first.mid(1), second.first(), second.mid(1)),
-                 ChainOutcome(QString(), "a\n"));
     }
 
     void failuresAreReported_data()

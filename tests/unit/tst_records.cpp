@@ -34,7 +34,7 @@ bool typesAreKnown = true;
 } // namespace
 
 // Instead of the C library's function: not every file system says of which type its entries are.
-dirent* readdir(DIR* directory)
+dirent* readdir(DIR* directory) // NOLINT(readability-inconsistent-declaration-parameter-name): its own is reserved
 {
     static const auto read = reinterpret_cast<decltype(&readdir)>(dlsym(RTLD_NEXT, "readdir"));
     dirent* entry = read(directory);
